@@ -1,0 +1,82 @@
+#pragma once
+
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QVariant>
+
+#include <Vantles/vantles_export.h>
+
+/**
+ * The keys of the settings the library reads from a VTContext.
+ *
+ * Every setting is read at the moment it is needed, each reader passing its
+ * own default. Any other integer may be stored as a key too (cast it to
+ * VTContextKey); the library keeps it and never reads it.
+ */
+enum VTContextKey : int {
+    VTContextTimerInterval = 2, ///< float, 3000: tooltip window hide timer, in milliseconds
+    VTContextNotToolTipWindow = 3, ///< bool, false: when false the tooltip window is a Qt::ToolTip window
+    VTContextPackageExtension = 10, ///< string, "vantles": package folders are named "*.<extension>"
+    VTContextExtraComponentFolder = 11, ///< string, none: one more folder searched for every package's components
+    VTContextFullInterfaceFile = 12, ///< string, "ui/VantleUI.qml": the full QML interface
+    VTContextSimpleInterfaceFile = 13, ///< string, "ui/SimpleTooltip.qml": the simple QML interface
+    VTContextResourceFolder = 16, ///< string, "Resources": folder of images, clips and other resources
+    VTContextInstallEventFilter = 17, ///< bool, false: install the manager as the application's event filter
+    VTContextSafeAreaSize = 18, ///< QSize, 20 x 20: the safe area around the pointer
+    VTContextTooltipOffset = 19, ///< QSize, 35 x 30: offset of the window from the pointer
+    VTContextUseSimpleInterface = 20, ///< bool, false: use the simple interface instead of the full one
+    VTContextDocumentationEnabled = 21, ///< bool, true: documentation topics can be opened
+    VTContextLinksEnabled = 22, ///< bool, true: URLs and paths can be opened
+    VTContextFallbackKey = 23, ///< string, null: key shown when a key has no content
+    VTContextFallbackLocale = 24, ///< string: fallback locale name
+    VTContextCurrentLocale = 25, ///< string: current locale name
+    VTContextDisabled = 26, ///< bool, false: when true nothing is shown
+    VTContextSetupClearsIndex = 27, ///< bool, true: whether VTIndex::setup() clears the index
+    VTContextAlwaysShowToolTips = 29, ///< bool, false: mark top-level widgets with Qt::WA_AlwaysShowToolTips
+    VTContextKeyDataFile = 30, ///< string, empty: path of the key-data file
+    VTContextRequiredModifiers = 31, ///< int, 0: keyboard modifiers that must be held to show a vantle
+    VTContextControlFolder = 32, ///< string, "Control": folder of control files inside a package
+    VTContextTranslationFolder = 33, ///< string, "l10n": folder of translation files inside a package
+    VTContextFadeInDuration = 34, ///< int, 0: fade-in duration in milliseconds
+    VTContextFadeOutDuration = 35, ///< int, 300: hide animation duration in milliseconds
+    VTContextMessageThreshold = 36, ///< int, 200: messages of a greater type are dropped
+    VTContextTranslationPrefix = 37, ///< string, "Vantles": prefix of translation file names
+    VTContextInterfaceScale = 38, ///< double, 1.0: user-interface scale factor
+};
+
+/**
+ * The library's settings store: a map from integer keys to values.
+ *
+ * The host fills one and hands it to the host interface, which copies it;
+ * from then on the copy returned by VTInterface::context() is the one the
+ * library reads. The library never writes a setting.
+ *
+ * Copies share the map until either side writes (implicit sharing). Copying
+ * and assigning emit no signal and do not copy the QObject parent.
+ */
+class VANTLES_EXPORT VTContext : public QObject {
+    Q_OBJECT
+public:
+    explicit VTContext(QObject* parent = nullptr);
+    VTContext(const VTContext& other);
+    ~VTContext() override;
+    VTContext& operator=(const VTContext& other);
+
+    /// The stored value, or @p defaultValue when the key is absent. A key that
+    /// is present with an invalid QVariant yields that invalid value.
+    QVariant get(VTContextKey key, const QVariant& defaultValue = QVariant()) const;
+    /// Stores @p value, emitting settingWillChange() before and settingDidChange()
+    /// after, on every call, also when the value does not change.
+    void set(VTContextKey key, const QVariant& value);
+    bool contains(VTContextKey key) const;
+    /// All present keys in ascending order.
+    QList<VTContextKey> keys() const;
+
+Q_SIGNALS:
+    void settingWillChange(VTContextKey key);
+    void settingDidChange(VTContextKey key);
+
+private:
+    QMap<int, QVariant> m_settings;
+};

@@ -1,0 +1,299 @@
+#include "VTXmlParser.h"
+
+#include "VTXmlElement.h"
+
+#include <QDebug>
+#include <QHash>
+#include <QMap>
+#include <QMetaMethod>
+#include <QMetaObject>
+#include <QMetaProperty>
+#include <QPointer>
+#include <QXmlStreamReader>
+
+#include <vector>
+
+namespace Vantles {
+
+namespace {
+
+// One open element: the object made for it (null when it was skipped) and the
+// mode in force for its children.
+struct XmlParserAncestorRecord {
+    QPointer<QObject> object;
+    int mode;
+};
+
+// What the parser needs to know about a class it makes, looked up once per
+// meta-object instead of by name for every element.
+struct ClassInfo {
+    int tagNameSpaceProperty = -1;
+    int tagNameProperty = -1;
+    int appendContentMethod = -1;
+};
+
+} // namespace
+
+class VTXmlParserPrivate {
+public:
+    QMap<QString, const QMetaObject*> registry;
+    const QMetaObject* defaultElement = &VTXmlElement::staticMetaObject;
+    std::vector<XmlParserAncestorRecord> ancestors;
+    VTXmlParser::ShouldGenerateFunction shouldGenerate = nullptr;
+    void* userData = nullptr;
+    int mode = VTXmlParser::GenerateAndAsk;
+
+    // Objects made below a skipped element: parentless and out of the
+    // caller's reach, so they are deleted when the read ends.
+    std::vector<QPointer<QObject>> orphans;
+    QHash<const QMetaObject*, ClassInfo> classInfos;
+
+    const ClassInfo& classInfo(const QMetaObject* metaObject)
+    {
+        auto it = classInfos.find(metaObject);
+        if (it == classInfos.end()) {
+            ClassInfo info;
+            info.tagNameSpaceProperty = metaObject->indexOfProperty("tagNameSpace");
+            info.tagNameProperty = metaObject->indexOfProperty("tagName");
+            info.appendContentMethod
+                = metaObject->indexOfMethod(QMetaObject::normalizedSignature("appendContent(const QString&)"));
+            it = classInfos.insert(metaObject, info);
+        }
+        return it.value();
+    }
+
+    QObject* innermostObject() const { return ancestors.empty() ? nullptr : ancestors.back().object.data(); }
+
+    // Null when the class could not be made; *aborted tells whether that was
+    // already reported (an attribute without a property).
+    QObject* makeObject(
+        const QMetaObject* metaObject, QObject* parent, const QXmlStreamAttributes& attributes, bool* aborted);
+};
+
+static bool isPlainElement(const QMetaObject* metaObject)
+{
+    return metaObject == &VTXmlElement::staticMetaObject;
+}
+
+QObject* VTXmlParserPrivate::makeObject(
+    const QMetaObject* metaObject, QObject* parent, const QXmlStreamAttributes& attributes, bool* aborted)
+{
+    *aborted = false;
+    // The default class is made directly: the same constructor that
+    // newInstance() would find, without its per-call signature lookup.
+    if (isPlainElement(metaObject))
+        return new VTXmlElement(parent, attributes);
+
+    QObject* object = metaObject->newInstance(Q_ARG(QObject*, parent), Q_ARG(QXmlStreamAttributes, attributes));
+    if (object)
+        return object;
+
+    object = metaObject->newInstance(Q_ARG(QObject*, parent));
+    if (!object)
+        return nullptr;
+
+    for (const QXmlStreamAttribute& attribute : attributes) {
+        const QString name = attribute.name().toString();
+        const int propertyIndex = metaObject->indexOfProperty(name.toLatin1().constData());
+        if (propertyIndex < 0) {
+            qDebug() << QStringLiteral("No Property named %1 on %2")
+                            .arg(name, QString::fromLatin1(metaObject->className()));
+            delete object;
+            *aborted = true;
+            return nullptr;
+        }
+        const QString value = attribute.value().toString();
+        if (!metaObject->property(propertyIndex).write(object, QVariant(value))) {
+            qDebug() << QStringLiteral("Could not write \"%1\" to property %2 of %3")
+                            .arg(value, name, QString::fromLatin1(metaObject->className()));
+        }
+    }
+    return object;
+}
+
+VTXmlParser::VTXmlParser(ShouldGenerateFunction shouldGenerate, void* userData)
+    : d(new VTXmlParserPrivate)
+{
+    d->shouldGenerate = shouldGenerate;
+    d->userData = userData;
+}
+
+VTXmlParser::~VTXmlParser() = default;
+
+void VTXmlParser::registerElement(const QString& name, const QMetaObject* metaObject)
+{
+    d->registry.insert(name, metaObject);
+}
+
+void VTXmlParser::unregisterElement(const QString& name)
+{
+    d->registry.remove(name);
+}
+
+const QMetaObject* VTXmlParser::metaObjectForElement(const QString& name) const
+{
+    return d->registry.value(name, nullptr);
+}
+
+void VTXmlParser::setDefaultElement(const QMetaObject* metaObject)
+{
+    d->defaultElement = metaObject;
+}
+
+const QMetaObject* VTXmlParser::defaultElement() const
+{
+    return d->defaultElement;
+}
+
+QList<QObject*> VTXmlParser::read(QIODevice* input)
+{
+    QXmlStreamReader reader(input);
+    return readDocument(reader);
+}
+
+QList<QObject*> VTXmlParser::read(const QByteArray& data)
+{
+    QXmlStreamReader reader(data);
+    return readDocument(reader);
+}
+
+QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
+{
+    d->mode = GenerateAndAsk;
+    d->ancestors.clear();
+    d->orphans.clear();
+
+    auto holder = std::make_unique<VTXmlElement>();
+    d->ancestors.push_back({ holder.get(), GenerateAndAsk });
+
+    reader.setNamespaceProcessing(true);
+    bool stopped = false;
+    while (!stopped && !reader.atEnd()) {
+        switch (reader.readNext()) {
+        case QXmlStreamReader::StartElement:
+            if (d->mode == SkipDescendants) {
+                // The common case when a filter skips large parts of a file:
+                // nothing below here is looked at.
+                d->ancestors.push_back({ nullptr, SkipDescendants });
+                break;
+            }
+            stopped = !startElement(reader.namespaceUri(), reader.name(), reader.qualifiedName(), reader.attributes());
+            break;
+        case QXmlStreamReader::EndElement:
+            stopped = !endElement();
+            break;
+        case QXmlStreamReader::Characters:
+            if (!d->innermostObject())
+                break;
+            stopped = reader.isWhitespace() ? !ignorableWhitespace(reader.text()) : !characters(reader.text());
+            break;
+        default:
+            break;
+        }
+    }
+    if (!stopped && reader.hasError())
+        fatalError(reader.lineNumber(), reader.columnNumber(), reader.errorString());
+
+    d->ancestors.clear();
+    for (const QPointer<QObject>& orphan : d->orphans) {
+        if (orphan && !orphan->parent())
+            delete orphan.data();
+    }
+    d->orphans.clear();
+
+    QList<QObject*> roots = holder->children();
+    for (QObject* root : roots)
+        root->setParent(nullptr);
+    return roots;
+}
+
+bool VTXmlParser::startElement(QStringView namespaceUri, QStringView localName, QStringView qualifiedName,
+    const QXmlStreamAttributes& attributes)
+{
+    if (d->mode == SkipDescendants) {
+        d->ancestors.push_back({ nullptr, SkipDescendants });
+        return true;
+    }
+
+    int result;
+    if (d->mode == GenerateAndAsk && d->shouldGenerate) {
+        result = d->shouldGenerate(qualifiedName.toString(), attributes, d->userData);
+        d->mode = (result & SkipDescendants) ? SkipDescendants : (result & GenerateAll) ? GenerateAll : GenerateAndAsk;
+    } else {
+        result = d->mode;
+        d->mode = d->mode == GenerateAll ? GenerateAll : GenerateAndAsk;
+    }
+
+    if (result & SkipElement) {
+        d->ancestors.push_back({ nullptr, d->mode });
+        return true;
+    }
+
+    QObject* parent = d->innermostObject();
+    const QString name = localName.toString();
+    const QMetaObject* metaObject = metaObjectForElement(name);
+    if (!metaObject)
+        metaObject = d->defaultElement;
+
+    bool aborted = false;
+    QObject* object = metaObject ? d->makeObject(metaObject, parent, attributes, &aborted) : nullptr;
+    if (aborted)
+        return false;
+    if (!object) {
+        qDebug() << QStringLiteral("Could not find object for element: %1").arg(name);
+        return false;
+    }
+    if (!parent)
+        d->orphans.emplace_back(object);
+
+    if (isPlainElement(metaObject)) {
+        auto element = static_cast<VTXmlElement*>(object);
+        element->setTagNameSpace(namespaceUri.trimmed().toString());
+        element->setTagName(qualifiedName.trimmed().toString());
+    } else {
+        const ClassInfo& info = d->classInfo(metaObject);
+        if (info.tagNameSpaceProperty >= 0)
+            metaObject->property(info.tagNameSpaceProperty).write(object, namespaceUri.trimmed().toString());
+        if (info.tagNameProperty >= 0)
+            metaObject->property(info.tagNameProperty).write(object, qualifiedName.trimmed().toString());
+    }
+
+    d->ancestors.push_back({ object, d->mode });
+    return true;
+}
+
+bool VTXmlParser::endElement()
+{
+    d->ancestors.pop_back();
+    d->mode = d->ancestors.empty() ? GenerateAndAsk : d->ancestors.back().mode;
+    return true;
+}
+
+bool VTXmlParser::characters(QStringView text)
+{
+    QObject* object = d->innermostObject();
+    if (!object)
+        return true;
+    const QMetaObject* metaObject = object->metaObject();
+    if (isPlainElement(metaObject)) {
+        static_cast<VTXmlElement*>(object)->appendContent(text.toString());
+        return true;
+    }
+    const int method = d->classInfo(metaObject).appendContentMethod;
+    if (method >= 0)
+        metaObject->method(method).invoke(object, Qt::AutoConnection, Q_ARG(QString, text.toString()));
+    return true;
+}
+
+bool VTXmlParser::ignorableWhitespace(QStringView text)
+{
+    return characters(text);
+}
+
+bool VTXmlParser::fatalError(qint64 lineNumber, qint64 columnNumber, const QString& message)
+{
+    qDebug() << QStringLiteral("Fatal error at %1,%2 : %3").arg(lineNumber).arg(columnNumber).arg(message);
+    return false;
+}
+
+} // namespace Vantles
