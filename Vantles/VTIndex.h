@@ -1,0 +1,120 @@
+#pragma once
+
+#include <QList>
+#include <QLocale>
+#include <QMap>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QXmlStreamAttributes>
+
+#include <Vantles/VTControlPath.h>
+#include <Vantles/vantles_export.h>
+
+#include <memory>
+
+class VTContext;
+
+namespace Vantles {
+
+class VTIndexPrivate;
+class VTXmlElement;
+
+/**
+ * Knows where vantle content lives: the control files found in the packages
+ * on the data path, searched most recently indexed first, and the folders of
+ * every package.
+ *
+ * Every storage operation is virtual, so a host can supply a subclass backed
+ * by its own storage and hand it to VTInterface. The library never deletes an
+ * index: one the host supplies is the host's to delete after the interface is
+ * gone.
+ *
+ * A control file is an XML file whose first element is "vantles" (optionally
+ * with "locale" and "search" attributes) holding one "vantle" element per
+ * control key.
+ */
+class VANTLES_EXPORT VTIndex : public QObject {
+    Q_OBJECT
+public:
+    /// @p context is watched, not owned; @p paths is kept for subclasses.
+    VTIndex(VTContext* context, const QStringList& paths);
+    ~VTIndex() override;
+
+    /// The settings the index reads. When none was given, or it was deleted,
+    /// an empty context owned by the index is made and used from then on.
+    VTContext* context();
+    const VTContext* context() const;
+    /// The data path given to the constructor.
+    QStringList paths() const;
+    /// The indexed control files in search order.
+    QList<VTControlPath> controlPaths() const;
+    /// The folders indexed for each package name, in the order first seen.
+    QMap<QString, QStringList> packages() const;
+
+    /// Hooks for subclasses with external storage; the base class does
+    /// nothing and returns true.
+    virtual bool open();
+    /// Calls clear() unless setting VTContextSetupClearsIndex is false.
+    virtual bool setup();
+    virtual bool clear();
+    virtual bool close();
+    virtual bool remove();
+
+    /**
+     * The "vantle" element for @p key in the first control file, in search
+     * order, that defines it for @p locale (or for every locale). On success
+     * @p location is the folder of that file, @p depth its depth and @p root
+     * the file's root element, which owns the result and which the caller
+     * must delete. On failure null, with @p location and @p depth unchanged;
+     * @p root then means nothing.
+     */
+    virtual VTXmlElement* retrieve(
+        const QString& key, const QLocale& locale, QString& location, int& depth, VTXmlElement*& root);
+    /// Records @p location with @p depth as a control path searched after the
+    /// indexed ones; the base class ignores @p element and @p locale.
+    virtual bool store(VTXmlElement* element, const QLocale& locale, const QString& location, int depth);
+    /// Bracket a batch of changes; the base class only keeps the flag.
+    virtual void startUpdate();
+    virtual void endUpdate();
+    bool isInUpdate() const;
+    /// Every control key defined directly under the root of every control
+    /// file, in search order, duplicates kept. Reads every file.
+    virtual QStringList keys() const;
+    /// Indexes @p file, a control file below the folder @p location, unless
+    /// it is not a control file, lies outside @p location or is indexed
+    /// already. The file indexed last is searched first.
+    virtual void indexControlFile(const QString& file, const QString& location);
+
+    /// The lookup in one control file; see retrieve().
+    VTXmlElement* load(const QString& key, const QString& controlFile, const QLocale& locale, VTXmlElement*& root);
+    /// Copies the attributes of @p key's entry in the key-data file (setting
+    /// VTContextKeyDataFile) other than "name" onto @p element.
+    void loadKeyData(const QString& key, const QString& controlFile, VTXmlElement* element);
+
+    /// The base name of the nearest folder at or above @p location named
+    /// "*.<package extension>", or a null string.
+    QString packageNameForLocation(const QString& location) const;
+    /// The package's folders, then VTContextExtraComponentFolder when set.
+    QStringList componentPathsForPackageNamed(const QString& name) const;
+    /// @p relativePath in every folder where components of @p element's
+    /// package, and of the packages its root names in "search", are found.
+    QStringList componentPathsForElement(const VTXmlElement* element, const QString& relativePath) const;
+
+    /// Parser filter for the key scan: builds the root and its "vantle" children.
+    static int indexDataShouldGenerateElement(
+        const QString& name, const QXmlStreamAttributes& attributes, void* userData);
+    /// Parser filter for a lookup; @p userData is the key, a const QString*.
+    static int retrieveElementShouldGenerateElement(
+        const QString& name, const QXmlStreamAttributes& attributes, void* userData);
+    /// Parser filter for the key-data file; @p userData is the key, a const QString*.
+    static int loadKeyDataShouldGenerateElement(
+        const QString& name, const QXmlStreamAttributes& attributes, void* userData);
+
+private:
+    void mapControlFile(const QString& file, const QString& location);
+
+    std::unique_ptr<VTIndexPrivate> const d;
+};
+
+} // namespace Vantles

@@ -1,0 +1,103 @@
+#include "VTInterface.h"
+
+#include "VTManager.h"
+
+#include <QDebug>
+#include <QDesktopServices>
+#include <QUrl>
+
+namespace Vantles {
+
+class VTInterfacePrivate {
+public:
+    VTManager* manager = nullptr;
+};
+
+VTInterface::VTInterface(VTContext& context, const QStringList& dataPath, VTIndex* index)
+    : QObject(nullptr)
+    , d(new VTInterfacePrivate)
+{
+    d->manager = new VTManager(this, context, dataPath, index);
+}
+
+VTInterface::~VTInterface()
+{
+    delete d->manager;
+    d->manager = nullptr;
+}
+
+QWidget* VTInterface::createWindow(VTWindowType type)
+{
+    Q_UNUSED(type)
+    return nullptr;
+}
+
+QString VTInterface::keyForObject(QObject* object)
+{
+    return object ? object->objectName() : QString();
+}
+
+bool VTInterface::openExternalResource(VTExternalResourceType type, const QString& resource)
+{
+    if (type == VTExternalResourceUrl)
+        return QDesktopServices::openUrl(QUrl(resource));
+    return false;
+}
+
+void VTInterface::handleMessage(VTMessageType type, const QString& message)
+{
+    QString level;
+    switch (type) {
+    case VTMessageError:
+        level = QStringLiteral("ERROR");
+        break;
+    case VTMessageWarning:
+        level = QStringLiteral("Warning");
+        break;
+    case VTMessageInformation:
+        level = QStringLiteral("Information");
+        break;
+    case VTMessageDebug:
+        level = QStringLiteral("DEBUG");
+        break;
+    default:
+        level = QString::number(int(type));
+        break;
+    }
+    const QString line = QStringLiteral("%1:%2").arg(level, message);
+    qDebug() << line.toUtf8().constData();
+}
+
+QString VTInterface::translateString(const QString& string, const QString& context)
+{
+    return d->manager ? d->manager->translateString(string, context) : string;
+}
+
+QString VTInterface::shortCutForObject(const QString& key, QObject* object, const QString& shortcut)
+{
+    Q_UNUSED(key)
+    Q_UNUSED(object)
+    return shortcut;
+}
+
+QStringList VTInterface::keys() const
+{
+    return d->manager->keys();
+}
+
+VTContext* VTInterface::context()
+{
+    return d->manager->context();
+}
+
+const VTContext* VTInterface::context() const
+{
+    return d->manager->context();
+}
+
+VTManager* VTInterface::manager() const
+{
+    return d->manager;
+}
+
+} // namespace Vantles

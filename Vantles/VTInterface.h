@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QObject>
+#include <QPoint>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <Vantles/vantles_export.h>
+
+#include <memory>
+
+class QMouseEvent;
+class QWidget;
+class VTContext;
+
+namespace Vantles {
+
+class VTIndex;
+class VTInterfacePrivate;
+class VTManager;
+
+/// Severity of a message to the host; a smaller number is more severe.
+enum VTMessageType : int {
+    VTMessageError = 100,
+    VTMessageWarning = 200,
+    VTMessageInformation = 300,
+    VTMessageDebug = 400,
+};
+
+/// What the library asks the host to open.
+enum VTExternalResourceType : int {
+    VTExternalResourceDocumentation = 1, ///< a bare name without a slash: a documentation topic
+    VTExternalResourceUrl = 2, ///< a valid URL that has a scheme
+    VTExternalResourcePath = 3, ///< a path (contains "/") that is not such a URL
+};
+
+/// The kind of window the library asks the host for in createWindow().
+enum VTWindowType : int {
+    VTWindowReserved = 1, ///< holds a vantle the user has pinned open
+};
+
+/**
+ * The class a host application creates to use the library, and subclasses to
+ * take part in it.
+ *
+ * The constructor builds the manager and loads every package on the data
+ * path, synchronously. The virtual hooks are how the library asks the host
+ * for what only the host knows; each has a working default. Overrides are not
+ * in force while the constructor runs, so messages sent during package
+ * loading reach the default handleMessage().
+ */
+class VANTLES_EXPORT VTInterface : public QObject {
+    Q_OBJECT
+public:
+    /// @p context is copied; later changes go to context(). @p index, when
+    /// given, is used instead of a new one and stays the caller's to delete
+    /// after the interface is gone.
+    VTInterface(VTContext& context, const QStringList& dataPath, VTIndex* index = nullptr);
+    ~VTInterface() override;
+
+    /// A widget to hold a vantle the user pinned open, or null to let the
+    /// vantle become a tool window of its own. The default returns null.
+    virtual QWidget* createWindow(VTWindowType type);
+    /// The control key of @p object; the default is its object name.
+    virtual QString keyForObject(QObject* object);
+    /// Opens a link, path or documentation topic; the default opens URLs
+    /// with QDesktopServices and returns false for the other types.
+    virtual bool openExternalResource(VTExternalResourceType type, const QString& resource);
+    /// Receives the messages that pass the threshold (setting
+    /// VTContextMessageThreshold); the default prints "Level:message" on the
+    /// debug channel.
+    virtual void handleMessage(VTMessageType type, const QString& message);
+    /// Translates an interface string; the default uses the packages' own
+    /// translation files.
+    virtual QString translateString(const QString& string, const QString& context);
+    /// The shortcut text shown for @p key's control; @p shortcut is the
+    /// content's own "shortcut" attribute, which the default returns as is.
+    virtual QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut);
+
+    /// Every control key in the index.
+    QStringList keys() const;
+    /// The library's own copy of the settings.
+    VTContext* context();
+    const VTContext* context() const;
+
+    /// The manager behind this interface.
+    VTManager* manager() const;
+
+private:
+    std::unique_ptr<VTInterfacePrivate> const d;
+};
+
+} // namespace Vantles
