@@ -96,8 +96,8 @@ QObject* VTXmlParserPrivate::makeObject(
         const QString name = attribute.name().toString();
         const int propertyIndex = metaObject->indexOfProperty(name.toLatin1().constData());
         if (propertyIndex < 0) {
-            qDebug() << QStringLiteral("No Property named %1 on %2")
-                            .arg(name, QString::fromLatin1(metaObject->className()));
+            qDebug()
+                << QStringLiteral("No Property named %1 on %2").arg(name, QString::fromLatin1(metaObject->className()));
             delete object;
             *aborted = true;
             return nullptr;
@@ -207,8 +207,8 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
     return roots;
 }
 
-bool VTXmlParser::startElement(QStringView namespaceUri, QStringView localName, QStringView qualifiedName,
-    const QXmlStreamAttributes& attributes)
+bool VTXmlParser::startElement(
+    QStringView namespaceUri, QStringView localName, QStringView qualifiedName, const QXmlStreamAttributes& attributes)
 {
     if (d->mode == SkipDescendants) {
         d->ancestors.push_back({ nullptr, SkipDescendants });
