@@ -2,14 +2,24 @@
 
 #include "VTContext.h"
 #include "VTIndex.h"
+#include "VTScrollBarComponent.h"
+#include "VTStyledRectangleComponent.h"
+#include "VTView.h"
+#include "VTWidget.h"
 #include "VTXmlElement.h"
 #include "VTXmlParser.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QHelpEvent>
 #include <QMap>
+#include <QMouseEvent>
+#include <QPointer>
 #include <QQmlListProperty>
+#include <QRegularExpression>
+#include <QTranslator>
+#include <QUrl>
 #include <QVariant>
 #include <QWidget>
 #include <QtQml>
@@ -25,10 +35,17 @@ public:
     QStringList loadedDirectories;
     VTContext context;
     QMap<QString, VTXmlElement*> elementsByKey;
+    VTWidget* window = nullptr;
     VTIndex* index = nullptr;
+    QList<QPointer<VTWidget>> windows;
     QMap<QString, QVariant> globalProperties;
     bool eventFilterInstalled = false;
+    QTranslator* translator = nullptr;
+    QString loadedTranslation;
     float scale = 1.0f;
+
+    // Drops the entries of reserved windows the user has closed.
+    void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
 };
 
 static void registerQmlTypes()
@@ -36,6 +53,8 @@ static void registerQmlTypes()
     qRegisterMetaType<VTXmlElement*>();
     qRegisterMetaType<QQmlListProperty<VTXmlElement>>();
     qmlRegisterType<VTXmlElement>(qmlModuleUri, 1, 0, "VTXmlElement");
+    qmlRegisterType<VTStyledRectangleComponent>(qmlModuleUri, 1, 0, "VTStyledRectangle");
+    qmlRegisterType<VTScrollBarComponent>(qmlModuleUri, 1, 0, "VTScrollBar");
 }
 
 VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringList& dataPath, VTIndex* index)
@@ -81,6 +100,11 @@ VTManager::~VTManager()
     // vantles, not for its own tooltips to stay on.
     for (QWidget* widget : QApplication::topLevelWidgets())
         widget->setAttribute(Qt::WA_AlwaysShowToolTips, false);
+
+    // Reserved windows belong to the user now and stay open; the current one
+    // goes. Its view and content go with it.
+    if (d->window)
+        d->window->deleteLater();
 }
 
 VTContext* VTManager::context()
@@ -118,9 +142,19 @@ QStringList VTManager::keys() const
     return d->index->keys();
 }
 
-float VTManager::realScaleValue() const
+VTWidget* VTManager::widget() const
 {
-    return d->scale;
+    return d->window;
+}
+
+QList<VTWidget*> VTManager::reservedWindows() const
+{
+    QList<VTWidget*> result;
+    for (const QPointer<VTWidget>& window : d->windows) {
+        if (window)
+            result.append(window);
+    }
+    return result;
 }
 
 void VTManager::indexControFile(const QString& controlFile, const QString& package)
@@ -194,12 +228,321 @@ QString VTManager::keyForObject(QObject* object)
     return d->interface ? d->interface->keyForObject(object) : QString();
 }
 
+// Show flow ----------------------------------------------------------------
+
+static QString contentKey(const VTWidget* window)
+{
+    const VTView* view = window ? window->view() : nullptr;
+    const VTXmlElement* content = view ? view->content() : nullptr;
+    return content ? content->attribute(QStringLiteral("key")) : QString();
+}
+
+VTXmlElement* VTManager::retrieve(const QString& key, QString& location, int& depth, VTXmlElement*& root)
+{
+    const QString current = d->context.get(VTContextCurrentLocale, QStringLiteral("en_US")).toString();
+    const QString fallback = d->context.get(VTContextFallbackLocale, QStringLiteral("en_US")).toString();
+    QElapsedTimer timer;
+    timer.start();
+    VTXmlElement* element = d->index->retrieve(key, QLocale(current), location, depth, root);
+    if (!element)
+        element = d->index->retrieve(key, QLocale(fallback), location, depth, root);
+    if (!element)
+        return nullptr;
+    handleMessage(VTMessageInformation,
+        QStringLiteral("Retrieved %1 in %2 seconds").arg(key).arg(double(timer.elapsed()) / 1000.0));
+    return element;
+}
+
+bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* object)
+{
+    handleMessage(VTMessageInformation, QStringLiteral("looking for Vantle for key:%1").arg(key));
+    if (d->context.get(VTContextDisabled, false).toBool())
+        return false;
+    const int modifiers = d->context.get(VTContextRequiredModifiers, 0).toInt();
+    if (modifiers != 0 && int(QApplication::keyboardModifiers()) != modifiers)
+        return false;
+
+    QWidget* referenceWidget = object && object->isWidgetType() ? static_cast<QWidget*>(object) : nullptr;
+    initializeTooltipWindow(nullptr);
+    VTWidget* window = d->window;
+    VTView* view = window->view();
+
+    // The same vantle is up already: nothing is looked up, moved or restarted.
+    if (window->isVisible() && contentKey(window) == key)
+        return true;
+
+    QString location;
+    int depth = 0;
+    VTXmlElement* root = nullptr;
+    VTXmlElement* element = retrieve(key, location, depth, root);
+    if (!element) {
+        const QString fallbackLocale = d->context.get(VTContextFallbackLocale, QStringLiteral("en_US")).toString();
+        const QString fallbackKey = d->context.get(VTContextFallbackKey, QString()).toString();
+        if (window->isVisible() && fallbackKey == contentKey(window))
+            return view->content() != nullptr;
+        if (!fallbackKey.isNull())
+            element = d->index->retrieve(fallbackKey, QLocale(fallbackLocale), location, depth, root);
+    }
+
+    if (!element || !root) {
+        if (!window->isVisible())
+            return false;
+        if (window->isSafe(globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty()))
+            return true;
+        window->hideAnimated();
+        return false;
+    }
+
+    if (window->isVisible() && element == view->content())
+        return true;
+
+    const QPoint pos = tooltipPosition(globalPos, referenceWidget);
+
+    // The view holds the only reference to the tree from here on.
+    VTXmlElement* old = view->content();
+    if (old && old != element) {
+        view->setContent(nullptr);
+        if (old->parent())
+            delete old->parent();
+        else
+            delete old;
+    }
+    view->setContent(element);
+
+    const QString text
+        = d->interface ? d->interface->shortCutForObject(key, object, element->attribute(QStringLiteral("shortcut")))
+                       : QString();
+    if (!text.isEmpty())
+        element->setAttribute(QStringLiteral("shortcut"), text);
+
+    // The package root lies depth - 1 folders above the control file's
+    // folder; an index that reports a depth below 1 gets the folder itself.
+    QDir rootDir(location);
+    for (int i = 1; i < depth; ++i)
+        rootDir.cdUp();
+    const QString rootPath = rootDir.canonicalPath();
+
+    window->showWithContent(object, pos, element, rootPath);
+    window->raise();
+    return true;
+}
+
+bool VTManager::eventFilter(QObject* watched, QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::MouseMove:
+        mouseMoveEventFilter(watched, static_cast<QMouseEvent*>(event));
+        break;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+        if (mouseButtonEventFilter(watched, static_cast<QMouseEvent*>(event)))
+            return true;
+        break;
+    case QEvent::ToolTip:
+        return show(keyForObject(watched), static_cast<QHelpEvent*>(event)->globalPos(), watched);
+    case QEvent::ApplicationDeactivate:
+        if (d->window)
+            d->window->setVisible(false);
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+bool VTManager::mouseButtonEventFilter(QObject* object, QMouseEvent* event)
+{
+    Q_UNUSED(event)
+    if (!object || !object->isWidgetType() || !d->window || !d->window->isVisible())
+        return false;
+    // Clicks inside the vantle are the vantle's business.
+    if (d->window->isAncestorOf(static_cast<QWidget*>(object)) || object == d->window)
+        return false;
+    if (d->window->view() && d->window->view()->stayOpen())
+        d->window->activateWindow();
+    else
+        d->window->setVisible(false);
+    return false;
+}
+
+bool VTManager::mouseMoveEventFilter(QObject* object, QMouseEvent* event)
+{
+    Q_UNUSED(object)
+    if (d->window && d->window->isVisible())
+        d->window->checkMousePosition(event->globalPosition().toPoint());
+    return false;
+}
+
+// Windows --------------------------------------------------------------------
+
+void VTManager::initializeTooltipWindow(QWidget* parent)
+{
+    if (d->window) {
+        d->window->setParent(parent);
+        return;
+    }
+    d->window = new VTWidget(this, parent, nullptr);
+    d->window->setView(new VTView(this, d->window));
+}
+
+bool VTManager::reserve(VTWidget* window, QWidget*& hostWindow)
+{
+    if (!window || window != d->window)
+        return false;
+    hostWindow = d->interface ? d->interface->createWindow(VTWindowReserved) : nullptr;
+    d->windows.append(window);
+    d->window = nullptr;
+    initializeTooltipWindow(nullptr);
+    return true;
+}
+
+void VTManager::raise()
+{
+    d->pruneWindows();
+    for (auto it = d->windows.crbegin(); it != d->windows.crend(); ++it)
+        (*it)->raise();
+}
+
+void VTManager::setStayOnTop(bool on)
+{
+    d->pruneWindows();
+    for (auto it = d->windows.crbegin(); it != d->windows.crend(); ++it) {
+        VTWidget* window = *it;
+        window->setWindowFlag(Qt::WindowStaysOnTopHint, on);
+        // Changing the flags hides a window.
+        window->show();
+    }
+}
+
+QPoint VTManager::tooltipPosition(const QPoint& pos, QWidget* widget) const
+{
+    Q_UNUSED(widget)
+    const QSize offset = d->context.get(VTContextTooltipOffset, QSize(35, 30)).toSize();
+    return pos + QPoint(offset.width(), offset.height());
+}
+
+int VTManager::getScaledSize(int size) const
+{
+    if (d->scale == 0.0f)
+        return size;
+    return int(float(size) * d->scale);
+}
+
+float VTManager::realScaleValue() const
+{
+    return d->scale;
+}
+
+// String services ------------------------------------------------------------
+
+QString VTManager::interpolate(const QString& text, const QMap<QString, QVariant>& values) const
+{
+    static const QRegularExpression placeholder(QStringLiteral("\\%\\(([-_a-zA-Z0-9]+)\\)s"));
+    QString result = text;
+    qsizetype pos = 0;
+    for (;;) {
+        const QRegularExpressionMatch match = placeholder.match(result, pos);
+        if (!match.hasMatch())
+            return result;
+        pos = match.capturedStart();
+        const auto it = values.constFind(match.captured(1));
+        const QString replacement = it == values.constEnd() ? QString() : it.value().toString();
+        if (replacement.isNull()) {
+            pos += match.capturedLength();
+            continue;
+        }
+        // The search goes on at the start of the inserted text, so values
+        // may hold placeholders of their own.
+        result.replace(pos, match.capturedLength(), replacement);
+    }
+}
+
+QString VTManager::interpolate(const QString& text) const
+{
+    return interpolate(text, d->globalProperties);
+}
+
+void VTManager::setGlobalProperty(const QString& name, const QVariant& value)
+{
+    d->globalProperties.insert(name, value);
+}
+
 QString VTManager::translateString(const QString& string, const QString& context)
 {
-    // Translations are looked up in the package of the vantle on screen;
-    // until one is shown there is nothing to translate with.
-    Q_UNUSED(context)
-    return string;
+    if (!d->window || !d->window->view())
+        return string;
+    const QString fileName = QStringLiteral("%1_%2.qm")
+                                 .arg(d->context.get(VTContextTranslationPrefix, QStringLiteral("Vantles")).toString())
+                                 .arg(currentLocale().name());
+    const QString path = d->window->view()->findComponent(
+        QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+    if (!d->translator)
+        d->translator = new QTranslator(this);
+    if (path != d->loadedTranslation) {
+        if (!d->translator->load(path)) {
+            d->loadedTranslation = QString();
+            return string;
+        }
+        d->loadedTranslation = path;
+    }
+    return d->translator->translate(context.toUtf8().constData(), string.toUtf8().constData());
+}
+
+QLocale VTManager::currentLocale() const
+{
+    const QString current = d->context.get(VTContextCurrentLocale, QString()).toString();
+    if (!current.isEmpty())
+        return QLocale(current);
+    const QString fallback = d->context.get(VTContextFallbackLocale, QString()).toString();
+    if (!fallback.isEmpty())
+        return QLocale(fallback);
+    return QLocale::system();
+}
+
+QString VTManager::vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue)
+{
+    auto shownAttribute = [&](VTWidget* window, QString* value) {
+        VTView* view = window ? window->view() : nullptr;
+        VTXmlElement* content = view ? view->content() : nullptr;
+        if (!content || content->attribute(QStringLiteral("key")) != key)
+            return false;
+        *value = content->hasAttribute(attribute) ? content->attribute(attribute) : defaultValue;
+        return true;
+    };
+
+    QString value;
+    if (shownAttribute(d->window, &value))
+        return value;
+    for (const QPointer<VTWidget>& window : qAsConst(d->windows)) {
+        if (shownAttribute(window, &value))
+            return value;
+    }
+
+    QString location;
+    int depth = 0;
+    VTXmlElement* root = nullptr;
+    VTXmlElement* element = retrieve(key, location, depth, root);
+    if (!element)
+        return defaultValue;
+    value = element->hasAttribute(attribute) ? element->attribute(attribute) : defaultValue;
+    // The whole parsed document goes, not only the element.
+    delete root;
+    return value;
+}
+
+bool VTManager::openExternalResource(const QString& resource)
+{
+    if (!d->interface)
+        return false;
+    const bool linksEnabled = d->context.get(VTContextLinksEnabled, true).toBool();
+    const QUrl url(resource, QUrl::StrictMode);
+    if (url.isValid() && !url.scheme().isEmpty())
+        return linksEnabled && d->interface->openExternalResource(VTExternalResourceUrl, resource);
+    if (resource.contains(QLatin1Char('/')))
+        return linksEnabled && d->interface->openExternalResource(VTExternalResourcePath, resource);
+    if (!d->context.get(VTContextDocumentationEnabled, true).toBool())
+        return false;
+    return d->interface->openExternalResource(VTExternalResourceDocumentation, resource);
 }
 
 int loadDataShouldGenerateElement(const QString& tagName, const QXmlStreamAttributes& attributes, void* userData)

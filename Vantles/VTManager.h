@@ -1,9 +1,13 @@
 #pragma once
 
 #include <QFileInfo>
+#include <QLocale>
+#include <QMap>
 #include <QObject>
+#include <QPoint>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <QXmlStreamAttributes>
 
 #include <Vantles/VTInterface.h>
@@ -11,12 +15,17 @@
 
 #include <memory>
 
+class QEvent;
+class QMouseEvent;
+class QWidget;
 class VTContext;
 
 namespace Vantles {
 
 class VTIndex;
 class VTManagerPrivate;
+class VTWidget;
+class VTXmlElement;
 
 /**
  * Owns everything the library does for one host interface: the settings
@@ -47,8 +56,11 @@ public:
     QStringList loadedDirectories() const;
     /// Every control key in the index.
     QStringList keys() const;
-    /// The user-interface scale factor (setting VTContextInterfaceScale).
-    float realScaleValue() const;
+    /// The current tooltip window, or null before the first show.
+    VTWidget* widget() const;
+    /// The windows pinned open so far that still exist, in the order they
+    /// were pinned.
+    QList<VTWidget*> reservedWindows() const;
 
     /// Indexes one control file of @p package (the name keeps its spelling).
     void indexControFile(const QString& controlFile, const QString& package);
@@ -63,9 +75,58 @@ public:
     void handleMessage(VTMessageType type, const QString& message);
     /// The host's key for @p object.
     QString keyForObject(QObject* object);
-    /// @p string translated from the packages' translation files, or
-    /// unchanged when there is nothing to translate it with.
+
+    /**
+     * Shows the vantle for @p key near the global position @p globalPos for
+     * the control @p object (may be null). Falls back to the fallback locale
+     * and then to the fallback key (VTContextFallbackKey). Returns whether a
+     * vantle is (or stays) on screen for this request.
+     */
+    bool show(const QString& key, const QPoint& globalPos, QObject* object);
+    /// The content for @p key in the current locale, else in the fallback
+    /// locale; null when there is none. The caller owns @p root.
+    VTXmlElement* retrieve(const QString& key, QString& location, int& depth, VTXmlElement*& root);
+    /// Hides the tooltip on a click outside it; never consumes the event.
+    bool mouseButtonEventFilter(QObject* object, QMouseEvent* event);
+    /// Starts or stops the hide countdown; never consumes the event.
+    bool mouseMoveEventFilter(QObject* object, QMouseEvent* event);
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    /// Makes sure a current tooltip window exists; an existing one is only
+    /// reparented to @p parent.
+    void initializeTooltipWindow(QWidget* parent);
+    /// Hands the current window @p window over to the reserved windows and
+    /// makes a fresh current window. @p hostWindow receives the host's
+    /// window for it, or null. False when @p window is not the current one.
+    bool reserve(VTWidget* window, QWidget*& hostWindow);
+    /// Raises every reserved window; the first one pinned ends on top.
+    void raise();
+    /// Sets or clears Qt::WindowStaysOnTopHint on every reserved window.
+    void setStayOnTop(bool on);
+    /// @p pos plus the offset of setting VTContextTooltipOffset.
+    QPoint tooltipPosition(const QPoint& pos, QWidget* widget) const;
+    /// @p size times the interface scale, truncated; unchanged for scale 0.
+    int getScaledSize(int size) const;
+    /// The user-interface scale factor (setting VTContextInterfaceScale).
+    float realScaleValue() const;
+
+    /// Expands every "%(name)s" in @p text with @p values, recursively;
+    /// unknown names stay as written.
+    QString interpolate(const QString& text, const QMap<QString, QVariant>& values) const;
+    /// Expands with the global properties.
+    QString interpolate(const QString& text) const;
+    void setGlobalProperty(const QString& name, const QVariant& value);
+    /// @p string translated with the translation file of the current locale
+    /// in the package of the vantle on screen; unchanged when there is none.
     QString translateString(const QString& string, const QString& context);
+    /// VTContextCurrentLocale, else VTContextFallbackLocale, else the system locale.
+    QLocale currentLocale() const;
+    /// @p attribute of @p key's content: from a window showing it, else
+    /// looked up; @p defaultValue when absent.
+    QString vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue);
+    /// Asks the host to open a URL, a path or a documentation topic, when
+    /// the settings allow that kind.
+    bool openExternalResource(const QString& resource);
 
 private:
     std::unique_ptr<VTManagerPrivate> const d;

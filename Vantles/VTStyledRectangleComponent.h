@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QColor>
+#include <QQuickPaintedItem>
+#include <QString>
+
+#include <Vantles/vantles_export.h>
+
+namespace Vantles {
+
+/**
+ * QML type "VTStyledRectangle": a panel painted in the colours of the
+ * desktop style. With toolTipStyle it fills its area with the tooltip
+ * background; otherwise, as the root item of a vantle, it fills the window
+ * colour one pixel beyond its edges, and nested inside another item it
+ * paints nothing. textColor is the matching text colour.
+ */
+class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
+    Q_OBJECT
+    Q_PROPERTY(QString element READ element WRITE setElement NOTIFY elementChanged)
+    Q_PROPERTY(QColor textColor READ textColor NOTIFY textColorChanged)
+    Q_PROPERTY(bool toolTipStyle READ toolTipStyle WRITE setToolTipStyle NOTIFY toolTipStyleChanged)
+public:
+    explicit VTStyledRectangleComponent(QQuickItem* parent = nullptr);
+    ~VTStyledRectangleComponent() override;
+
+    /// The style element, "PE_Widget" (the default) or "PE_Frame".
+    QString element() const;
+    /// Names outside the two known ones are ignored.
+    void setElement(const QString& element);
+    /// The QStyle::PrimitiveElement of element().
+    int elementIdentifier() const;
+
+    QColor textColor() const;
+
+    bool toolTipStyle() const;
+    /// Emits toolTipStyleChanged() and textColorChanged() on every call.
+    void setToolTipStyle(bool toolTipStyle);
+
+    void paint(QPainter* painter) override;
+
+Q_SIGNALS:
+    void elementChanged();
+    void textColorChanged();
+    void toolTipStyleChanged();
+
+private:
+    int m_elementIdentifier;
+    QString m_element;
+    bool m_toolTipStyle = false;
+};
+
+} // namespace Vantles

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <QDir>
+#include <QList>
+#include <QQmlError>
+#include <QQuickWidget>
+#include <QString>
+
+#include <Vantles/VTContext.h>
+#include <Vantles/VTXmlElement.h>
+#include <Vantles/vantles_export.h>
+
+#include <memory>
+
+class QQuickItem;
+
+namespace Vantles {
+
+class VTManager;
+class VTViewPrivate;
+
+/**
+ * The QML view inside a tooltip window, and the object through which the QML
+ * interface of a vantle reaches back into the library (as "vantleView").
+ *
+ * Before each load the window sets three root-context properties: "vantle"
+ * (the content element), "dataLocation" (the package root) and "vantleView"
+ * (this view). The QML root item's "state" is reset to "" whenever the window
+ * hides.
+ *
+ * The view owns its content element: it deletes it when destroyed. Replacing
+ * the content with setContent() does not delete the previous element; the
+ * caller does that.
+ *
+ * Load problems and QML warnings are sent to the host at the DEBUG level
+ * (VTMessageDebug): "Can't find :%1", "Error %1:%2:%3", "QML Warning %1:%2:%3".
+ */
+class VANTLES_EXPORT VTView : public QQuickWidget {
+    Q_OBJECT
+    Q_PROPERTY(bool stayOpen READ stayOpen WRITE setStayOpen NOTIFY stayOpenChanged)
+    Q_PROPERTY(bool reserved READ reserved WRITE setReserved NOTIFY reservedChanged)
+    Q_PROPERTY(Vantles::VTXmlElement* content READ content WRITE setContent NOTIFY contentChanged)
+    Q_PROPERTY(bool documentationAvailable READ documentationAvailable NOTIFY documentationAvailableChanged)
+    Q_PROPERTY(QString resourceDirectory READ resourceDirectoryPath)
+public:
+    using contextKey = VTContextKey;
+
+    VTView(VTManager* manager, QWidget* parent);
+    ~VTView() override;
+
+    VTManager* manager() const;
+
+    bool stayOpen() const;
+    /// Emits stayOpenChanged() on every call.
+    void setStayOpen(bool stayOpen);
+    bool reserved() const;
+    /// Emits reservedChanged() only when the value changes.
+    void setReserved(bool reserved);
+
+    VTXmlElement* content();
+    const VTXmlElement* content() const;
+    /// Only stores the pointer: the previous element is neither deleted nor
+    /// notified about.
+    void setContent(VTXmlElement* content);
+
+    QDir packageRoot() const;
+    void setPackageRoot(const QDir& root);
+
+    /// Whether documentation topics can be opened (VTContextDocumentationEnabled).
+    bool documentationAvailable() const;
+
+    /// The content's (or, one level up, its parent's) non-empty @p attribute,
+    /// else the setting @p key with @p defaultValue.
+    QString categoryPath(const QString& attribute, const QString& defaultValue, contextKey key) const;
+    /// The first existing @p relativePath in the content's component folders
+    /// for the category categoryPath(@p attribute, @p defaultValue, @p key);
+    /// the category itself when none exists.
+    QString findComponent(
+        const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const;
+    /// The QML root file for the current content.
+    QString uiRootFilePath() const;
+    /// The resource category of the content ("Resources" by default).
+    QString resourceDirectoryPath() const;
+
+    /// Invokables for the QML interface.
+    Q_INVOKABLE void setItemCursor(QQuickItem* object, const QString& shape, const QString& tag);
+    Q_INVOKABLE void debugLog(const QString& msg);
+    Q_INVOKABLE void openExternalResource(const QString& resourceLocator);
+    Q_INVOKABLE QString interpolate(const QString& string);
+    Q_INVOKABLE void setOverrideCursor(const QString& shape);
+    Q_INVOKABLE void restoreOverrideCursor();
+    Q_INVOKABLE QString translate(const QString& string, const QString& context);
+    /// The absolute path of a resource file of the content's package.
+    Q_INVOKABLE QString findResource(const QString& relativePath);
+    Q_INVOKABLE int getScaledSize(int size);
+
+Q_SIGNALS:
+    void stayOpenChanged();
+    void reservedChanged();
+    void contentChanged();
+    void contentSizeChanged();
+    void documentationAvailableChanged();
+    void resourceDirectoryChanged();
+
+public Q_SLOTS:
+    /// Reports the errors of a failed load; connect statusChanged() to it.
+    void statusHasChanged(QQuickWidget::Status s);
+    /// Loads @p path unless it is the current source already.
+    void loadQML(const QString& path);
+    void handleWarnings(const QList<QQmlError>& warnings);
+    /// Returns the QML root item to its base state.
+    void resetState();
+    /// For VTContext::settingDidChange(): refreshes documentationAvailable.
+    void managerContextSettingDidChange(VTContextKey key);
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    std::unique_ptr<VTViewPrivate> const d;
+};
+
+} // namespace Vantles

@@ -1,0 +1,300 @@
+#include "VTWidget.h"
+
+#include "VTContext.h"
+#include "VTManager.h"
+#include "VTView.h"
+#include "VTXmlElement.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QPropertyAnimation>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QScreen>
+#include <QSize>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace Vantles {
+
+class VTWidgetPrivate {
+public:
+    VTView* view = nullptr;
+    QPointer<QWidget> reference;
+    QPropertyAnimation* animation = nullptr;
+    QTimer* timer = nullptr;
+    QPointer<VTManager> manager; // outlived by the window the manager deletes later
+
+    QVariant setting(VTContextKey key, const QVariant& defaultValue) const
+    {
+        return manager ? manager->context()->get(key, defaultValue) : defaultValue;
+    }
+};
+
+VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
+    : QWidget(parent)
+    , d(new VTWidgetPrivate)
+{
+    d->reference = reference;
+    d->manager = manager;
+    d->animation = new QPropertyAnimation(this, "windowOpacity", this);
+    d->timer = new QTimer(this);
+    d->timer->setSingleShot(true);
+    if (!d->setting(VTContextNotToolTipWindow, false).toBool())
+        setWindowFlags(Qt::ToolTip);
+    connect(d->timer, &QTimer::timeout, this, &VTWidget::hideAnimated);
+    d->timer->stop();
+}
+
+VTWidget::~VTWidget()
+{
+    setView(nullptr);
+}
+
+VTManager* VTWidget::manager() const
+{
+    return d->manager;
+}
+
+VTView* VTWidget::view() const
+{
+    return d->view;
+}
+
+void VTWidget::setView(VTView* view)
+{
+    delete d->view;
+    d->view = view;
+    if (!view)
+        return;
+    connect(view, &VTView::reservedChanged, this, &VTWidget::contentReservedChanged);
+    connect(view, &VTView::contentSizeChanged, this, &VTWidget::contentResized);
+    view->move(0, 0);
+}
+
+QWidget* VTWidget::referenceWidget() const
+{
+    return d->reference;
+}
+
+void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* content, QString rootPath)
+{
+    if (!content || !d->view)
+        return;
+    d->reference = reference && reference->isWidgetType() ? static_cast<QWidget*>(reference) : nullptr;
+    d->view->setPackageRoot(QDir(rootPath));
+
+    VTXmlElement* old = d->view->content();
+    if (old && old != content) {
+        d->view->setContent(nullptr);
+        delete old;
+    }
+    d->view->setContent(content);
+    const QFileInfo rootFile(d->view->uiRootFilePath());
+
+    move(pos);
+    if (isVisible())
+        reposition();
+
+    QQmlContext* rootContext = d->view->engine()->rootContext();
+    rootContext->setContextProperty(QStringLiteral("vantle"), content);
+    rootContext->setContextProperty(QStringLiteral("dataLocation"), rootPath);
+    rootContext->setContextProperty(QStringLiteral("vantleView"), d->view);
+
+    d->view->loadQML(rootFile.absoluteFilePath());
+    showAnimated();
+}
+
+void VTWidget::reposition()
+{
+    bool moved = false;
+    const QRect geometry = findVisibleGeometry(window()->frameGeometry(), &moved);
+    if (moved)
+        window()->move(geometry.topLeft());
+}
+
+void VTWidget::hideAnimated()
+{
+    if (!isVisible() || d->animation->state() != QAbstractAnimation::Stopped)
+        return;
+    const int duration = d->setting(VTContextFadeOutDuration, 300).toInt();
+    if (duration == 0) {
+        hideAnimationFinished();
+        return;
+    }
+    d->animation->setDuration(duration);
+    d->animation->setStartValue(windowOpacity());
+    d->animation->setEndValue(0.0);
+    connect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished, Qt::UniqueConnection);
+    d->animation->start();
+    d->timer->stop();
+}
+
+void VTWidget::hideAnimationFinished()
+{
+    if (d->view)
+        d->view->resetState();
+    hide();
+}
+
+void VTWidget::showAnimated()
+{
+    if (isVisible())
+        return;
+    const int duration = d->setting(VTContextFadeInDuration, 0).toInt();
+    if (duration == 0) {
+        setWindowOpacity(1.0);
+        show();
+        return;
+    }
+    setWindowOpacity(0.1);
+    show();
+    contentResized();
+    d->animation->setDuration(duration);
+    d->animation->setStartValue(0.1);
+    d->animation->setEndValue(1.0);
+    d->animation->start();
+}
+
+void VTWidget::setTimer()
+{
+    d->timer->stop();
+    if (d->view && d->view->stayOpen())
+        return;
+    const float interval = d->setting(VTContextTimerInterval, 3000.0f).toFloat();
+    if (interval > 0)
+        d->timer->start(int(interval));
+}
+
+void VTWidget::checkMousePosition(const QPoint& p)
+{
+    const bool safe = isSafe(p);
+    if (safe && d->timer->isActive())
+        d->timer->stop();
+    else if (!safe && !d->timer->isActive())
+        setTimer();
+}
+
+bool VTWidget::isSafe(const QPoint& p) const
+{
+    // No null test on purpose: without a reference control, a point over no
+    // widget of the application (the desktop, another program) is safe too.
+    if (QApplication::widgetAt(p) == d->reference.data())
+        return true;
+    const QSize margin = d->setting(VTContextSafeAreaSize, QSize(20, 20)).toSize();
+    const QRect area = QRect(mapToGlobal(QPoint(0, 0)), frameSize())
+                           .adjusted(-margin.width(), -margin.height(), margin.width(), margin.height());
+    return area.contains(p);
+}
+
+QRect VTWidget::findVisibleGeometry(QRect geometry, bool* move)
+{
+    QScreen* screen = d->reference ? d->reference->screen() : QGuiApplication::primaryScreen();
+    const QRect area = screen ? screen->availableGeometry() : geometry;
+    bool moved = false;
+    if (geometry.top() < area.top()) {
+        geometry.moveTop(area.top());
+        moved = true;
+    }
+    if (geometry.left() < area.left()) {
+        geometry.moveLeft(area.left());
+        moved = true;
+    }
+    if (geometry.bottom() > area.bottom()) {
+        geometry.moveBottom(area.bottom());
+        moved = true;
+    }
+    if (geometry.right() > area.right()) {
+        geometry.moveRight(area.right());
+        moved = true;
+    }
+    if (move)
+        *move = moved;
+    return geometry;
+}
+
+QRect VTWidget::findVisibleGeometry(QRect geometry)
+{
+    return findVisibleGeometry(geometry, nullptr);
+}
+
+void VTWidget::contentResized()
+{
+    if (!d->view)
+        return;
+    const QSize size = d->view->size();
+    setMinimumSize(size);
+    setMaximumSize(size);
+    if (!isWindow() && parentWidget()) {
+        parentWidget()->setMinimumSize(size);
+        parentWidget()->setMaximumSize(size);
+    }
+
+    QWidget* top = window();
+    const QRect geometry = top->geometry();
+    const QRect frame = top->frameGeometry();
+    bool moved = false;
+    const QRect visible = findVisibleGeometry(QRect(frame.topLeft(), size), &moved);
+    if (moved)
+        top->move(visible.left(), visible.top() + (frame.top() - geometry.top()));
+
+    // One pixel more than the content in each direction, as the window has
+    // always been sized; content sized to the pixel relies on it.
+    const QSize fixed(top->geometry().width() + 1, top->geometry().height() + 1);
+    setFixedSize(fixed);
+    top->setFixedSize(fixed);
+}
+
+void VTWidget::contentReservedChanged()
+{
+    QWidget* hostWindow = nullptr;
+    if (!d->view || !d->view->reserved() || !d->manager || !d->manager->reserve(this, hostWindow))
+        return;
+
+    const QPoint position = pos();
+    VTXmlElement* content = d->view->content();
+    if (hostWindow) {
+        setParent(hostWindow);
+        auto layout = hostWindow->layout();
+        if (!layout) {
+            layout = new QVBoxLayout(hostWindow);
+            layout->setContentsMargins(0, 0, 0, 0);
+        }
+        hostWindow->setWindowTitle(content ? content->attribute(QStringLiteral("title")) : QString());
+        layout->addWidget(this);
+        hostWindow->setWindowFlags(
+            hostWindow->windowFlags() | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
+        contentResized();
+        hostWindow->move(position);
+        hostWindow->show();
+        return;
+    }
+
+    setAttribute(Qt::WA_DeleteOnClose);
+    setParent(d->reference ? d->reference->window() : nullptr,
+        Qt::Tool | Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
+    setWindowModality(Qt::NonModal);
+    setWindowTitle(content ? content->property("title").toString() : QString());
+    move(position);
+    show();
+}
+
+void VTWidget::showEvent(QShowEvent* event)
+{
+    Q_UNUSED(event)
+    if (!isSafe(QCursor::pos()))
+        setTimer();
+    reposition();
+}
+
+void VTWidget::hideEvent(QHideEvent* event)
+{
+    Q_UNUSED(event)
+    disconnect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished);
+}
+
+} // namespace Vantles

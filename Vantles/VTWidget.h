@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <QString>
+#include <QWidget>
+
+#include <Vantles/vantles_export.h>
+
+#include <memory>
+
+namespace Vantles {
+
+class VTManager;
+class VTView;
+class VTWidgetPrivate;
+class VTXmlElement;
+
+/**
+ * The frameless top-level window that shows one vantle.
+ *
+ * It holds a VTView, fades in and out by window opacity (settings
+ * VTContextFadeInDuration and VTContextFadeOutDuration), keeps inside the
+ * available area of the screen of the control it was shown for, and hides a
+ * while (VTContextTimerInterval) after the pointer has left a safe area
+ * around it (VTContextSafeAreaSize). When the QML marks the view reserved,
+ * the window leaves the tooltip role: it moves into a host window from
+ * VTInterface::createWindow() or becomes a tool window of its own, deleted
+ * when the user closes it.
+ */
+class VANTLES_EXPORT VTWidget : public QWidget {
+    Q_OBJECT
+public:
+    /// @p reference is the control the vantle belongs to; not owned.
+    VTWidget(VTManager* manager, QWidget* parent, QWidget* reference);
+    ~VTWidget() override;
+
+    VTManager* manager() const;
+    VTView* view() const;
+    /// Takes ownership of @p view, deleting the previous one.
+    void setView(VTView* view);
+    /// The control the vantle is shown for, or null.
+    QWidget* referenceWidget() const;
+
+    /// Whether the global point @p p is over the reference control or within
+    /// the margin around the window.
+    bool isSafe(const QPoint& p) const;
+    /// Starts or stops the hide countdown for a pointer at @p p.
+    void checkMousePosition(const QPoint& p);
+
+public Q_SLOTS:
+    /// Shows @p content (which the view then owns) at @p pos. The element it
+    /// replaces is deleted. A null @p content does nothing.
+    void showWithContent(QObject* reference, QPoint pos, Vantles::VTXmlElement* content, QString rootPath);
+    void reposition();
+    /// Fades out, unless hidden already or a fade is running.
+    void hideAnimated();
+    void hideAnimationFinished();
+    void showAnimated();
+    /// (Re)starts the hide countdown unless the view stays open.
+    void setTimer();
+    void contentReservedChanged();
+    void contentResized();
+    /// @p geometry moved (never resized) into the available area of the
+    /// reference control's screen; @p move tells whether it had to move.
+    QRect findVisibleGeometry(QRect geometry, bool* move);
+    QRect findVisibleGeometry(QRect geometry);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    std::unique_ptr<VTWidgetPrivate> const d;
+};
+
+} // namespace Vantles
