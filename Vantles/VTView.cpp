@@ -40,6 +40,8 @@ VTView::VTView(VTManager* manager, QWidget* parent)
     , d(new VTViewPrivate)
 {
     d->manager = manager;
+    // Warnings go to the host through handleWarnings(), not to stderr.
+    engine()->setOutputWarningsToStandardError(false);
     connect(engine(), &QQmlEngine::warnings, this, &VTView::handleWarnings);
     setResizeMode(QQuickWidget::SizeViewToRootObject);
 }

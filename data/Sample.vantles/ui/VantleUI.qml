@@ -1,0 +1,165 @@
+// The full interface of the sample package's vantles.
+//
+// Reads from the content element "vantle": the child elements <title>,
+// <text> (rich text; %(name)s placeholders are filled from the host's global
+// properties), <image source="..."> (a file in Resources), any number of
+// <link topic="..."> or <link href="..."> (label as content) and
+// <video source="...">, and the attribute "shortcut".
+import QtQuick 2.15
+import com.zelvane.vantles.qml 1.0
+
+VTStyledRectangle {
+    id: root
+
+    readonly property int margin: vantleView.getScaledSize(10)
+    readonly property int maxTextHeight: vantleView.getScaledSize(160)
+    readonly property var titleElement: vantle ? vantle.childElement("title") : null
+    readonly property var textElement: vantle ? vantle.childElement("text") : null
+    readonly property var imageElement: vantle ? vantle.childElement("image") : null
+    readonly property var videoElement: vantle ? vantle.childElement("video") : null
+    readonly property var links: vantle ? vantle.childElementList("link") : []
+    readonly property string shortcut: vantle ? vantle.attribute("shortcut") : ""
+
+    toolTipStyle: true
+    width: vantleView.getScaledSize(340)
+    height: column.height + 2 * margin
+
+    Column {
+        id: column
+        x: root.margin
+        y: root.margin
+        width: root.width - 2 * root.margin
+        spacing: vantleView.getScaledSize(6)
+
+        Row {
+            width: parent.width
+            spacing: vantleView.getScaledSize(8)
+
+            Text {
+                id: title
+                objectName: "title"
+                width: parent.width - shortcutLabel.width - pin.width - 2 * parent.spacing
+                text: root.titleElement ? root.titleElement.content : ""
+                font.bold: true
+                font.pixelSize: vantleView.getScaledSize(15)
+                color: root.textColor
+                wrapMode: Text.Wrap
+            }
+            Text {
+                id: shortcutLabel
+                objectName: "shortcut"
+                visible: root.shortcut.length > 0
+                width: visible ? implicitWidth : 0
+                text: root.shortcut
+                font.pixelSize: vantleView.getScaledSize(12)
+                color: "#555555"
+            }
+            Text {
+                id: pin
+                objectName: "pin"
+                text: vantleView.reserved ? "" : vantleView.translate("Pin", "VantleUI")
+                font.pixelSize: vantleView.getScaledSize(11)
+                font.underline: true
+                color: "#1a5fb4"
+                MouseArea {
+                    anchors.fill: parent
+                    cursorShape: Qt.PointingHandCursor
+                    onClicked: {
+                        vantleView.stayOpen = true
+                        vantleView.reserved = true
+                    }
+                }
+            }
+        }
+
+        Item {
+            width: parent.width
+            height: Math.min(body.implicitHeight, root.maxTextHeight)
+            clip: true
+
+            Flickable {
+                id: flick
+                anchors.fill: parent
+                // The gutter is always kept: making it depend on whether the
+                // text overflows would make the text's width depend on itself.
+                anchors.rightMargin: scrollBar.width + 4
+                contentHeight: body.implicitHeight
+                boundsBehavior: Flickable.StopAtBounds
+                onContentYChanged: scrollBar.setPositionExternal(contentY)
+
+                Text {
+                    id: body
+                    objectName: "text"
+                    width: flick.width
+                    text: root.textElement ? vantleView.interpolate(root.textElement.content) : ""
+                    textFormat: Text.RichText
+                    wrapMode: Text.Wrap
+                    font.pixelSize: vantleView.getScaledSize(12)
+                    color: root.textColor
+                }
+            }
+
+            VTScrollBar {
+                id: scrollBar
+                objectName: "scrollBar"
+                anchors.right: parent.right
+                width: vantleView.getScaledSize(14)
+                height: parent.height
+                visible: flick.contentHeight > flick.height
+                start: 0
+                end: Math.max(0, flick.contentHeight - flick.height)
+                onHeightChanged: updateDimensions()
+                onWidthChanged: updateDimensions()
+                onPositionChanged: if (flick.contentY !== position) flick.contentY = position
+                Component.onCompleted: updateDimensions()
+            }
+        }
+
+        Image {
+            objectName: "image"
+            visible: root.imageElement !== null && status === Image.Ready
+            source: root.imageElement ? "file://" + vantleView.findResource(root.imageElement.attribute("source")) : ""
+            width: Math.min(parent.width, sourceSize.width)
+            fillMode: Image.PreserveAspectFit
+        }
+
+        Item {
+            // The clip of a <video> element plays here.
+            objectName: "videoArea"
+            visible: root.videoElement !== null
+            width: parent.width
+            height: visible ? width * 9 / 16 : 0
+        }
+
+        Text {
+            visible: root.links.length > 0
+            text: vantleView.translate("Learn more", "VantleUI")
+            font.pixelSize: vantleView.getScaledSize(11)
+            color: "#555555"
+        }
+
+        Repeater {
+            model: root.links
+            delegate: Text {
+                readonly property string target: modelData.hasAttribute("href") ? modelData.attribute("href")
+                                                                                   : modelData.attribute("topic")
+                readonly property bool canOpen: modelData.hasAttribute("href") || vantleView.documentationAvailable
+                text: "\u2192 " + modelData.content
+                font.pixelSize: vantleView.getScaledSize(12)
+                font.underline: canOpen
+                color: canOpen ? "#1a5fb4" : root.textColor
+                MouseArea {
+                    anchors.fill: parent
+                    enabled: parent.canOpen
+                    cursorShape: Qt.PointingHandCursor
+                    onClicked: vantleView.openExternalResource(parent.target)
+                }
+            }
+        }
+    }
+
+    states: State {
+        name: "pinned"
+        when: vantleView.reserved
+    }
+}
