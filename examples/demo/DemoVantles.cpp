@@ -1,0 +1,61 @@
+#include "DemoVantles.h"
+
+#include "DemoWindow.h"
+
+#include <QAction>
+#include <QDebug>
+#include <QMenu>
+#include <QToolButton>
+
+DemoVantles::DemoVantles(VTContext& context, const QStringList& dataPath, DemoWindow* window)
+    : VTInterface(context, dataPath)
+    , m_window(window)
+{
+}
+
+QString DemoVantles::keyForObject(QObject* object)
+{
+    // Toolbar buttons and menu entries are known by their actions' names.
+    if (auto button = qobject_cast<QToolButton*>(object)) {
+        if (button->defaultAction())
+            return button->defaultAction()->objectName();
+    }
+    if (auto menu = qobject_cast<QMenu*>(object)) {
+        if (menu->activeAction())
+            return menu->activeAction()->objectName();
+    }
+    return VTInterface::keyForObject(object);
+}
+
+QString DemoVantles::shortCutForObject(const QString& key, QObject* object, const QString& shortcut)
+{
+    Q_UNUSED(object)
+    if (m_window) {
+        if (QAction* action = m_window->actionForKey(key)) {
+            if (!action->shortcut().isEmpty())
+                return action->shortcut().toString(QKeySequence::NativeText);
+        }
+    }
+    return shortcut;
+}
+
+bool DemoVantles::openExternalResource(Vantles::VTExternalResourceType type, const QString& resource)
+{
+    if (type == Vantles::VTExternalResourceDocumentation && m_window) {
+        m_window->showHelpTopic(resource);
+        return true;
+    }
+    return VTInterface::openExternalResource(type, resource);
+}
+
+QWidget* DemoVantles::createWindow(Vantles::VTWindowType type)
+{
+    if (type != Vantles::VTWindowReserved || !m_window)
+        return nullptr;
+    return m_window->newPinnedVantleHolder();
+}
+
+void DemoVantles::handleMessage(Vantles::VTMessageType type, const QString& message)
+{
+    qInfo().noquote() << "vantles:" << int(type) << message;
+}

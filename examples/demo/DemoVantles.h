@@ -1,0 +1,25 @@
+#pragma once
+
+#include <Vantles/VTInterface.h>
+
+#include <QPointer>
+
+class DemoWindow;
+
+// The demo's side of the library: control keys for toolbar buttons and menu
+// entries, shortcut texts from the actions, documentation in the demo's own
+// help dialog and a dock for pinned vantles.
+class DemoVantles : public Vantles::VTInterface {
+    Q_OBJECT
+public:
+    DemoVantles(VTContext& context, const QStringList& dataPath, DemoWindow* window);
+
+    QString keyForObject(QObject* object) override;
+    QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut) override;
+    bool openExternalResource(Vantles::VTExternalResourceType type, const QString& resource) override;
+    QWidget* createWindow(Vantles::VTWindowType type) override;
+    void handleMessage(Vantles::VTMessageType type, const QString& message) override;
+
+private:
+    QPointer<DemoWindow> m_window;
+};
