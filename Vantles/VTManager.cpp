@@ -4,6 +4,7 @@
 #include "VTIndex.h"
 #include "VTScrollBarComponent.h"
 #include "VTStyledRectangleComponent.h"
+#include "VTVideoComponent.h"
 #include "VTView.h"
 #include "VTWidget.h"
 #include "VTXmlElement.h"
@@ -52,6 +53,7 @@ static void registerQmlTypes()
 {
     qRegisterMetaType<VTXmlElement*>();
     qRegisterMetaType<QQmlListProperty<VTXmlElement>>();
+    qmlRegisterType<VTVideoComponent>(qmlModuleUri, 1, 0, "VTVideoComponent");
     qmlRegisterType<VTXmlElement>(qmlModuleUri, 1, 0, "VTXmlElement");
     qmlRegisterType<VTStyledRectangleComponent>(qmlModuleUri, 1, 0, "VTStyledRectangle");
     qmlRegisterType<VTScrollBarComponent>(qmlModuleUri, 1, 0, "VTScrollBar");
