@@ -76,7 +76,8 @@ int takeScreenshots(DemoWindow& window, DemoVantles& vantles, const QString& fol
                 continue;
             Vantles::VTWidget* vantle = manager->widget();
             waitFor([&] { return vantle->isVisible() && vantle->view()->rootObject(); });
-            wait(400);
+            // Long enough for a clip to decode and play a little.
+            wait(1200);
             const QString path = QDir(folder).absoluteFilePath(QStringLiteral("%1-%2.png").arg(key, localeName));
             if (compose(window, vantle).save(path)) {
                 out << path << '\n';

@@ -124,11 +124,70 @@ VTStyledRectangle {
         }
 
         Item {
-            // The clip of a <video> element plays here.
+            // The clip of a <video> element, with play / pause and a
+            // position bar that can be dragged.
             objectName: "videoArea"
             visible: root.videoElement !== null
             width: parent.width
-            height: visible ? width * 9 / 16 : 0
+            height: visible ? video.height + controls.height + 4 : 0
+
+            VTVideoComponent {
+                id: video
+                objectName: "video"
+                source: root.videoElement ? root.videoElement.attribute("source") : ""
+                width: contentWidth
+                height: contentHeight
+                anchors.horizontalCenter: parent.horizontalCenter
+                // Plays once, as soon as the first frames are decoded.
+                property bool started: false
+                onLoadProgressChanged: if (!started && loadProgress > 0) { started = true; play() }
+            }
+
+            Row {
+                id: controls
+                anchors.top: video.bottom
+                anchors.topMargin: 4
+                width: parent.width
+                spacing: 6
+
+                Text {
+                    id: playButton
+                    objectName: "playButton"
+                    text: video.state === VTVideoComponent.playingState ? vantleView.translate("Pause", "VantleUI")
+                                                                        : vantleView.translate("Play", "VantleUI")
+                    font.pixelSize: vantleView.getScaledSize(11)
+                    font.underline: true
+                    color: "#1a5fb4"
+                    MouseArea {
+                        anchors.fill: parent
+                        cursorShape: Qt.PointingHandCursor
+                        onClicked: video.state === VTVideoComponent.playingState ? video.pause() : video.play()
+                    }
+                }
+
+                Rectangle {
+                    id: track
+                    objectName: "positionBar"
+                    width: controls.width - playButton.width - controls.spacing
+                    height: 6
+                    anchors.verticalCenter: playButton.verticalCenter
+                    radius: 3
+                    color: "#c0c0c0"
+                    Rectangle {
+                        width: parent.width * Math.max(0, Math.min(1, video.progress))
+                        height: parent.height
+                        radius: 3
+                        color: "#1a5fb4"
+                    }
+                    MouseArea {
+                        anchors.fill: parent
+                        anchors.margins: -6
+                        onPressed: (mouse) => { video.scrubbing = true; video.progress = mouse.x / track.width }
+                        onPositionChanged: (mouse) => video.progress = Math.max(0, Math.min(1, mouse.x / track.width))
+                        onReleased: video.scrubbing = false
+                    }
+                }
+            }
         }
 
         Text {
