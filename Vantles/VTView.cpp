@@ -50,7 +50,14 @@ VTView::~VTView()
 {
     // Tear the QML down first: its bindings may still read the content.
     setSource(QUrl());
-    delete d->content;
+    // Content from the index is a child of the parsed document's root, which
+    // nothing else holds: the whole tree goes, as when the manager replaces it.
+    if (d->content) {
+        if (auto root = qobject_cast<VTXmlElement*>(d->content->parent()))
+            delete root;
+        else
+            delete d->content;
+    }
 }
 
 VTManager* VTView::manager() const

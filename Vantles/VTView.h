@@ -28,9 +28,10 @@ class VTViewPrivate;
  * (this view). The QML root item's "state" is reset to "" whenever the window
  * hides.
  *
- * The view owns its content element: it deletes it when destroyed. Replacing
- * the content with setContent() does not delete the previous element; the
- * caller does that.
+ * The view owns its content element: it deletes it when destroyed, together
+ * with the parsed document it belongs to (its parent element, if any).
+ * Replacing the content with setContent() does not delete the previous
+ * element; the caller does that.
  *
  * Load problems and QML warnings are sent to the host at the DEBUG level
  * (VTMessageDebug): "Can't find :%1", "Error %1:%2:%3", "QML Warning %1:%2:%3".

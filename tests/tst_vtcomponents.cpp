@@ -1,0 +1,499 @@
+#include "VTTestHelpers.h"
+
+#include <Vantles/VTContext.h>
+#include <Vantles/VTIndex.h>
+#include <Vantles/VTInterface.h>
+#include <Vantles/VTManager.h>
+#include <Vantles/VTScrollBarComponent.h>
+#include <Vantles/VTStyledRectangleComponent.h>
+
+#include <QApplication>
+#include <QImage>
+#include <QPainter>
+#include <QQuickItem>
+#include <QQuickWidget>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStyle>
+#include <QStyleOptionSlider>
+#include <QTest>
+#include <QToolTip>
+#include <QWheelEvent>
+
+#include <memory>
+
+using namespace Vantles;
+
+namespace {
+
+const QColor marker(255, 0, 255);
+
+QColor toolTipBase()
+{
+    return QToolTip::palette().color(QPalette::Current, QPalette::ToolTipBase);
+}
+
+QColor windowColor()
+{
+    return QApplication::palette().color(QPalette::Active, QPalette::Window);
+}
+
+// The handle's rectangle in the scroll bar's own coordinates.
+QRect sliderRect(const QScrollBar* bar)
+{
+    QStyleOptionSlider option;
+    option.initFrom(bar);
+    option.subControls = QStyle::SC_All;
+    option.orientation = bar->orientation();
+    option.minimum = bar->minimum();
+    option.maximum = bar->maximum();
+    option.sliderPosition = bar->sliderPosition();
+    option.sliderValue = bar->value();
+    option.singleStep = bar->singleStep();
+    option.pageStep = bar->pageStep();
+    if (bar->orientation() == Qt::Horizontal)
+        option.state |= QStyle::State_Horizontal;
+    return bar->style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider, bar);
+}
+
+int countPixels(const QImage& image, const QRect& area, const QColor& color)
+{
+    int count = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x)
+            count += QColor(image.pixel(x, y)) == color ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+class TestVTComponents : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void elementAcceptsOnlyKnownNames_data();
+    void elementAcceptsOnlyKnownNames();
+    void toolTipStyleNotifiesOnEveryCall();
+    void paintFollowsStyleAndNesting_data();
+    void paintFollowsStyleAndNesting();
+    void sceneRootPaintsWindowColour();
+
+    void rangeIsKeptInHundredths_data();
+    void rangeIsKeptInHundredths();
+    void positionNotifiesPerChange();
+    void thicknessFollowsOrientation_data();
+    void thicknessFollowsOrientation();
+    void visibilityAndOpacityReachScrollBar();
+    void draggingHandleMovesPosition();
+    void wheelMovesPosition();
+    void barIsPaintedWithItsHandle();
+
+private:
+    // Shows @p qml in a QQuickWidget sized to its root item.
+    std::unique_ptr<QQuickWidget> showScene(const QByteArray& qml);
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<VTInterface> m_interface;
+    int m_scenes = 0;
+};
+
+void TestVTComponents::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    // Making a manager registers the QML module.
+    VTContext context;
+    m_interface.reset(new VTInterface(context, {}));
+    QVERIFY2(toolTipBase() != windowColor(), "the style paints both panels alike");
+    QVERIFY(toolTipBase() != marker && windowColor() != marker);
+}
+
+void TestVTComponents::cleanupTestCase()
+{
+    VTIndex* index = m_interface->manager()->index();
+    m_interface.reset();
+    delete index;
+}
+
+std::unique_ptr<QQuickWidget> TestVTComponents::showScene(const QByteArray& qml)
+{
+    const QString path = VTTest::writeFile(m_dir, QStringLiteral("scene%1.qml").arg(++m_scenes),
+        "import QtQuick 2.15\n"
+        "import com.zelvane.vantles.qml 1.0\n"
+            + qml);
+    std::unique_ptr<QQuickWidget> widget(new QQuickWidget);
+    widget->setResizeMode(QQuickWidget::SizeViewToRootObject);
+    widget->setSource(QUrl::fromLocalFile(path));
+    if (widget->status() != QQuickWidget::Ready)
+        return nullptr;
+    widget->move(20, 20);
+    widget->show();
+    if (!QTest::qWaitForWindowExposed(widget.get()))
+        return nullptr;
+    return widget;
+}
+
+void TestVTComponents::elementAcceptsOnlyKnownNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("element");
+    QTest::addColumn<int>("identifier");
+    QTest::addColumn<int>("emitted");
+
+    QTest::newRow("frame") << "PE_Frame"
+                           << "PE_Frame" << int(QStyle::PE_Frame) << 1;
+    QTest::newRow("widget again") << "PE_Widget"
+                                  << "PE_Widget" << int(QStyle::PE_Widget) << 1;
+    QTest::newRow("other case") << "pe_frame"
+                                << "PE_Widget" << int(QStyle::PE_Widget) << 0;
+    QTest::newRow("trailing space") << "PE_Frame "
+                                    << "PE_Widget" << int(QStyle::PE_Widget) << 0;
+    QTest::newRow("style element outside the table") << "PE_PanelTipLabel"
+                                                     << "PE_Widget" << int(QStyle::PE_Widget) << 0;
+    QTest::newRow("empty") << ""
+                           << "PE_Widget" << int(QStyle::PE_Widget) << 0;
+}
+
+void TestVTComponents::elementAcceptsOnlyKnownNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, element);
+    QFETCH(int, identifier);
+    QFETCH(int, emitted);
+
+    VTStyledRectangleComponent item;
+    QCOMPARE(item.element(), QStringLiteral("PE_Widget"));
+    QCOMPARE(item.elementIdentifier(), int(QStyle::PE_Widget));
+    QSignalSpy changed(&item, &VTStyledRectangleComponent::elementChanged);
+    item.setProperty("element", name);
+    QCOMPARE(item.element(), element);
+    QCOMPARE(item.elementIdentifier(), identifier);
+    QCOMPARE(changed.count(), emitted);
+}
+
+void TestVTComponents::toolTipStyleNotifiesOnEveryCall()
+{
+    VTStyledRectangleComponent item;
+    QSignalSpy style(&item, &VTStyledRectangleComponent::toolTipStyleChanged);
+    QSignalSpy color(&item, &VTStyledRectangleComponent::textColorChanged);
+    QVERIFY(!item.toolTipStyle());
+    QCOMPARE(item.textColor(), QApplication::palette().color(QPalette::Active, QPalette::WindowText));
+
+    item.setToolTipStyle(true);
+    item.setToolTipStyle(true);
+    QCOMPARE(style.count(), 2);
+    QCOMPARE(color.count(), 2);
+    QVERIFY(item.toolTipStyle());
+    QCOMPARE(item.textColor(), QColor(Qt::black));
+    QCOMPARE(item.property("textColor").value<QColor>(), QColor(Qt::black));
+
+    item.setToolTipStyle(false);
+    QCOMPARE(style.count(), 3);
+    QCOMPARE(color.count(), 3);
+    QCOMPARE(item.textColor(), QApplication::palette().color(QPalette::Active, QPalette::WindowText));
+}
+
+void TestVTComponents::paintFollowsStyleAndNesting_data()
+{
+    QTest::addColumn<bool>("toolTipStyle");
+    QTest::addColumn<bool>("nested");
+    QTest::addColumn<qreal>("width");
+    QTest::addColumn<bool>("paints");
+    QTest::addColumn<int>("left");
+    QTest::addColumn<int>("right");
+    QTest::addColumn<bool>("toolTipColor");
+
+    // left and right: the outermost columns the rectangle's outline covers.
+    QTest::newRow("tooltip root") << true << false << 30.0 << true << 0 << 30 << true;
+    QTest::newRow("tooltip nested") << true << true << 30.0 << true << 0 << 30 << true;
+    QTest::newRow("tooltip half pixel rounds up") << true << false << 30.5 << true << 0 << 31 << true;
+    QTest::newRow("tooltip under half rounds down") << true << false << 30.4 << true << 0 << 30 << true;
+    QTest::newRow("plain root grows a pixel") << false << false << 30.0 << true << -1 << 31 << false;
+    QTest::newRow("plain root half pixel rounds up") << false << false << 30.5 << true << -1 << 32 << false;
+    QTest::newRow("plain nested paints nothing") << false << true << 30.0 << false << 0 << 0 << false;
+}
+
+void TestVTComponents::paintFollowsStyleAndNesting()
+{
+    QFETCH(bool, toolTipStyle);
+    QFETCH(bool, nested);
+    QFETCH(qreal, width);
+    QFETCH(bool, paints);
+    QFETCH(int, left);
+    QFETCH(int, right);
+    QFETCH(bool, toolTipColor);
+
+    QQuickItem parent;
+    VTStyledRectangleComponent item;
+    if (nested)
+        item.setParentItem(&parent);
+    item.setToolTipStyle(toolTipStyle);
+    item.setSize(QSizeF(width, 20));
+
+    // Item coordinates start at (10, 10) of the image.
+    QImage image(60, 40, QImage::Format_ARGB32);
+    image.fill(marker);
+    {
+        QPainter painter(&image);
+        painter.translate(10, 10);
+        item.paint(&painter);
+    }
+    if (!paints) {
+        QCOMPARE(countPixels(image, image.rect(), marker), image.width() * image.height());
+        return;
+    }
+    const int y = 10 + 5;
+    QCOMPARE(QColor(image.pixel(10 + left - 1, y)), marker);
+    QVERIFY(QColor(image.pixel(10 + left, y)) != marker);
+    QVERIFY(QColor(image.pixel(10 + right, y)) != marker);
+    QCOMPARE(QColor(image.pixel(10 + right + 1, y)), marker);
+    QCOMPARE(QColor(image.pixel(10 + 15, 10 + 10)), toolTipColor ? toolTipBase() : windowColor());
+}
+
+void TestVTComponents::sceneRootPaintsWindowColour()
+{
+    // The root panel hangs below the window's content item and still counts
+    // as the root; the nested plain panel leaves the green through.
+    auto widget = showScene(R"(VTStyledRectangle {
+    width: 80; height: 60
+    Rectangle {
+        x: 40; width: 40; height: 60; color: "#00ff00"
+        VTStyledRectangle { anchors.fill: parent }
+    }
+    VTStyledRectangle { y: 30; width: 40; height: 30; toolTipStyle: true }
+}
+)");
+    QVERIFY(widget);
+    QCOMPARE(widget->size(), QSize(80, 60));
+    const QImage image = widget->grabFramebuffer();
+    QVERIFY(!image.isNull());
+    QCOMPARE(QColor(image.pixel(20, 15)), windowColor());
+    QCOMPARE(QColor(image.pixel(60, 30)), QColor(0, 255, 0));
+    QCOMPARE(QColor(image.pixel(20, 45)), toolTipBase());
+}
+
+void TestVTComponents::rangeIsKeptInHundredths_data()
+{
+    QTest::addColumn<float>("value");
+    QTest::addColumn<int>("stored");
+
+    QTest::newRow("half") << 0.5f << 50;
+    QTest::newRow("third decimal dropped") << 0.129f << 12;
+    QTest::newRow("just below one") << 0.999f << 99;
+    QTest::newRow("negative toward zero") << -0.129f << -12;
+    QTest::newRow("whole") << 3.0f << 300;
+}
+
+void TestVTComponents::rangeIsKeptInHundredths()
+{
+    QFETCH(float, value);
+    QFETCH(int, stored);
+
+    VTScrollBarComponent startItem;
+    QSignalSpy startChanged(&startItem, &VTScrollBarComponent::startChanged);
+    startItem.setStart(value);
+    startItem.setStart(value);
+    QCOMPARE(startChanged.count(), 2);
+    QCOMPARE(startItem.scrollBar()->minimum(), stored);
+    QCOMPARE(startItem.start(), float(stored / 100.0));
+
+    VTScrollBarComponent endItem;
+    QSignalSpy endChanged(&endItem, &VTScrollBarComponent::endChanged);
+    endItem.setProperty("end", value);
+    endItem.setProperty("end", value);
+    QCOMPARE(endChanged.count(), 2);
+    QCOMPARE(endItem.scrollBar()->maximum(), stored);
+    QCOMPARE(endItem.end(), float(stored / 100.0));
+}
+
+void TestVTComponents::positionNotifiesPerChange()
+{
+    VTScrollBarComponent item;
+    item.setStart(0);
+    item.setEnd(10);
+    QSignalSpy changed(&item, &VTScrollBarComponent::positionChanged);
+
+    item.setPosition(3);
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(item.position(), 3.0f);
+    changed.clear();
+    item.setPosition(3);
+    QCOMPARE(changed.count(), 1);
+    changed.clear();
+    item.setPositionExternal(3);
+    QCOMPARE(changed.count(), 0);
+    item.setPositionExternal(4.567f);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(item.position(), 4.56f);
+    changed.clear();
+
+    // The bar keeps its value inside the range.
+    item.setProperty("position", 25.0);
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(item.position(), 10.0f);
+    changed.clear();
+    item.scrollBar()->setValue(1000);
+    QCOMPARE(changed.count(), 0);
+    item.scrollBar()->setValue(700);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(item.position(), 7.0f);
+}
+
+void TestVTComponents::thicknessFollowsOrientation_data()
+{
+    QTest::addColumn<bool>("horizontal");
+    QTest::addColumn<QSizeF>("size");
+    QTest::addColumn<QSize>("barSize");
+    QTest::addColumn<float>("thickness");
+
+    QTest::newRow("horizontal 15 high") << true << QSizeF(100, 15) << QSize(100, 15) << 15.0f;
+    QTest::newRow("vertical 12 wide") << false << QSizeF(12, 80) << QSize(12, 80) << 12.0f;
+    QTest::newRow("fractions truncated") << true << QSizeF(40.7, 12.9) << QSize(40, 12) << 12.0f;
+}
+
+void TestVTComponents::thicknessFollowsOrientation()
+{
+    QFETCH(bool, horizontal);
+    QFETCH(QSizeF, size);
+    QFETCH(QSize, barSize);
+    QFETCH(float, thickness);
+
+    VTScrollBarComponent item;
+    QSignalSpy orientation(&item, &VTScrollBarComponent::orientHorizontalChanged);
+    item.setOrientHorizontal(horizontal);
+    QCOMPARE(orientation.count(), 1);
+    QCOMPARE(item.orientHorizontal(), horizontal);
+    QCOMPARE(item.scrollBar()->orientation(), horizontal ? Qt::Horizontal : Qt::Vertical);
+
+    item.setSize(size);
+    item.updateDimensions();
+    QCOMPARE(item.scrollBar()->size(), barSize);
+    QCOMPARE(item.scrollBar()->minimumSize(), barSize);
+    QCOMPARE(item.scrollBar()->maximumSize(), barSize);
+    QCOMPARE(item.scrollBarWidth(), thickness);
+    QCOMPARE(item.property("scrollBarWidth").toFloat(), thickness);
+}
+
+void TestVTComponents::visibilityAndOpacityReachScrollBar()
+{
+    VTScrollBarComponent item;
+    QScrollBar* bar = item.scrollBar();
+    item.setVisible(false);
+    QVERIFY(bar->isHidden());
+    item.setVisible(true);
+    QVERIFY(!bar->isHidden());
+
+    item.setOpacity(0.5);
+    QVERIFY2(qAbs(bar->windowOpacity() - 0.5) < 0.01, qPrintable(QString::number(bar->windowOpacity())));
+}
+
+void TestVTComponents::draggingHandleMovesPosition()
+{
+    auto widget = showScene(R"(Rectangle {
+    width: 240; height: 40; color: "#ff00ff"
+    VTScrollBar {
+        objectName: "bar"
+        x: 20; y: 10; width: 200; height: 20
+        orientHorizontal: true
+        start: 0; end: 10
+        Component.onCompleted: updateDimensions()
+    }
+}
+)");
+    QVERIFY(widget);
+    auto item = widget->rootObject()->findChild<VTScrollBarComponent*>(QStringLiteral("bar"));
+    QVERIFY(item);
+    QCOMPARE(item->scrollBar()->size(), QSize(200, 20));
+    QSignalSpy changed(item, &VTScrollBarComponent::positionChanged);
+    QCOMPARE(item->position(), 0.0f);
+
+    const QPoint offset(20, 10);
+    const QPoint grab = offset + sliderRect(item->scrollBar()).center();
+    QTest::mousePress(widget.get(), Qt::LeftButton, Qt::NoModifier, grab);
+    QVERIFY(item->scrollBar()->isSliderDown());
+    QTest::mouseMove(widget.get(), grab + QPoint(30, 0));
+    QTest::mouseMove(widget.get(), grab + QPoint(60, 0));
+    const float dragged = item->position();
+    QVERIFY2(dragged > 0.5f && dragged < 10.0f, qPrintable(QString::number(dragged)));
+    QVERIFY(changed.count() > 0);
+
+    // The grab holds beyond the item's edge.
+    QTest::mouseMove(widget.get(), QPoint(widget->width() - 1, 35));
+    QCOMPARE(item->position(), 10.0f);
+    QTest::mouseRelease(widget.get(), Qt::LeftButton, Qt::NoModifier, QPoint(widget->width() - 1, 35));
+    QVERIFY(!item->scrollBar()->isSliderDown());
+    QCOMPARE(item->position(), 10.0f);
+}
+
+void TestVTComponents::wheelMovesPosition()
+{
+    auto widget = showScene(R"(Rectangle {
+    width: 60; height: 140; color: "#ff00ff"
+    VTScrollBar {
+        objectName: "bar"
+        x: 20; y: 10; width: 20; height: 120
+        start: 0; end: 10
+        Component.onCompleted: updateDimensions()
+    }
+}
+)");
+    QVERIFY(widget);
+    auto item = widget->rootObject()->findChild<VTScrollBarComponent*>(QStringLiteral("bar"));
+    QVERIFY(item);
+    QSignalSpy changed(item, &VTScrollBarComponent::positionChanged);
+
+    const QPointF pos(30, 70);
+    QWheelEvent down(pos, widget->mapToGlobal(pos), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
+        Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(widget.get(), &down);
+    QVERIFY(changed.count() > 0);
+    const float scrolled = item->position();
+    QVERIFY2(scrolled > 0.0f, qPrintable(QString::number(scrolled)));
+
+    QWheelEvent up(pos, widget->mapToGlobal(pos), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+        Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(widget.get(), &up);
+    QCOMPARE(item->position(), 0.0f);
+}
+
+void TestVTComponents::barIsPaintedWithItsHandle()
+{
+    auto widget = showScene(R"(Rectangle {
+    width: 240; height: 40; color: "#ff00ff"
+    VTScrollBar {
+        objectName: "bar"
+        x: 20; y: 10; width: 200; height: 20
+        orientHorizontal: true
+        start: 0; end: 10
+        Component.onCompleted: updateDimensions()
+    }
+}
+)");
+    QVERIFY(widget);
+    auto item = widget->rootObject()->findChild<VTScrollBarComponent*>(QStringLiteral("bar"));
+    QVERIFY(item);
+    const QRect barArea(20, 10, 200, 20);
+
+    const QImage atStart = widget->grabFramebuffer();
+    QCOMPARE(atStart.size(), QSize(240, 40));
+    // Around the bar only the background; on it, no background at all.
+    QCOMPARE(countPixels(atStart, QRect(0, 0, 240, 10), marker), 240 * 10);
+    QCOMPARE(countPixels(atStart, QRect(0, 10, 20, 20), marker), 20 * 20);
+    QCOMPARE(countPixels(atStart, barArea, marker), 0);
+
+    const QRect handleAtStart = sliderRect(item->scrollBar()).translated(barArea.topLeft());
+    item->setPosition(10);
+    const QRect handleAtEnd = sliderRect(item->scrollBar()).translated(barArea.topLeft());
+    QVERIFY(handleAtEnd.left() > handleAtStart.right());
+    QTRY_VERIFY(widget->grabFramebuffer().copy(barArea) != atStart.copy(barArea));
+    const QImage atEnd = widget->grabFramebuffer();
+    // The handle left its old place for the new one, looking the same there.
+    QVERIFY(atEnd.copy(handleAtStart) != atStart.copy(handleAtStart));
+    QVERIFY(atEnd.copy(handleAtEnd) != atStart.copy(handleAtEnd));
+    QCOMPARE(atEnd.copy(handleAtEnd), atStart.copy(handleAtStart));
+}
+
+QTEST_MAIN(TestVTComponents)
+#include "tst_vtcomponents.moc"
