@@ -19,6 +19,40 @@ QString writeFile(const QTemporaryDir& dir, const QString& relativePath, const Q
 
 } // namespace VTTest
 
+// Fixtures for the window and view tests -------------------------------------
+
+namespace VTTest {
+
+QString makeUiPackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
+    const QString& search, const QList<QPair<QString, QByteArray>>& vantles, const QByteArray& rootQml)
+{
+    const QString package = makePackage(dir, dataFolder, packageFolder,
+        { { QStringLiteral("Vantles.xml"), controlFileXml(QString(), search, vantles) } });
+    if (package.isEmpty() || !QDir(package).mkpath(QStringLiteral("Resources")))
+        return QString();
+    const QString relative = dataFolder + QLatin1Char('/') + packageFolder + QLatin1String("/ui/VantleUI.qml");
+    if (!rootQml.isEmpty() && writeFile(dir, relative, rootQml).isEmpty())
+        return QString();
+    return package;
+}
+
+QWidget* RecordingHost::createWindow(Vantles::VTWindowType type)
+{
+    windowRequests.append(int(type));
+    if (!provideHostWindow)
+        return nullptr;
+    auto window = new QWidget;
+    hostWindows.append(window);
+    return window;
+}
+
+void RecordingHost::handleMessage(Vantles::VTMessageType type, const QString& message)
+{
+    messages.append(QString::number(int(type)) + QLatin1Char(':') + message);
+}
+
+} // namespace VTTest
+
 // Video clips ------------------------------------------------------------------
 
 #include <QProcess>

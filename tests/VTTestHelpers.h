@@ -12,6 +12,43 @@ QString writeFile(const QTemporaryDir& dir, const QString& relativePath, const Q
 
 } // namespace VTTest
 
+// Fixtures for the window and view tests -------------------------------------
+
+#include <Vantles/VTInterface.h>
+
+#include <QPointer>
+#include <QWidget>
+
+namespace VTTest {
+
+/// A package folder like makePackage() with one control file "Vantles.xml"
+/// made by controlFileXml(QString(), @p search, @p vantles), the QML
+/// interface "ui/VantleUI.qml" holding @p rootQml (left out when empty) and
+/// an empty "Resources" folder. Returns the package's absolute path (empty
+/// on failure).
+QString makeUiPackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
+    const QString& search, const QList<QPair<QString, QByteArray>>& vantles, const QByteArray& rootQml);
+
+/// A host that records the messages reaching it and, when
+/// provideHostWindow is set, hands out a new QWidget for every reserved
+/// vantle (the test deletes them; hostWindows tracks them).
+class RecordingHost : public Vantles::VTInterface {
+public:
+    using Vantles::VTInterface::VTInterface;
+
+    QWidget* createWindow(Vantles::VTWindowType type) override;
+    void handleMessage(Vantles::VTMessageType type, const QString& message) override;
+
+    /// Each message as "<type>:<text>", in order of arrival.
+    QStringList messages;
+    /// The window type of every createWindow() call.
+    QList<int> windowRequests;
+    bool provideHostWindow = false;
+    QList<QPointer<QWidget>> hostWindows;
+};
+
+} // namespace VTTest
+
 // Video clips ------------------------------------------------------------------
 
 #include <QStringList>
