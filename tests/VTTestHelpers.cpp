@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMutex>
 
 namespace VTTest {
 
@@ -15,6 +16,68 @@ QString writeFile(const QTemporaryDir& dir, const QString& relativePath, const Q
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
         return QString();
     return QFileInfo(path).absoluteFilePath();
+}
+
+QString makePackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
+    const QMap<QString, QByteArray>& controlFiles)
+{
+    const QString package = dataFolder + QLatin1Char('/') + packageFolder;
+    if (!QDir().mkpath(dir.filePath(package)))
+        return QString();
+    for (auto it = controlFiles.cbegin(); it != controlFiles.cend(); ++it) {
+        if (writeFile(dir, package + QLatin1String("/Control/") + it.key(), it.value()).isEmpty())
+            return QString();
+    }
+    return QFileInfo(dir.filePath(package)).absoluteFilePath();
+}
+
+QByteArray controlFileXml(
+    const QString& locale, const QString& search, const QList<QPair<QString, QByteArray>>& vantles)
+{
+    QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<vantles";
+    if (!locale.isNull())
+        xml += " locale=\"" + locale.toUtf8() + '"';
+    if (!search.isNull())
+        xml += " search=\"" + search.toUtf8() + '"';
+    xml += ">\n";
+    for (const auto& vantle : vantles)
+        xml += "  <vantle key=\"" + vantle.first.toUtf8() + "\">" + vantle.second + "</vantle>\n";
+    return xml + "</vantles>\n";
+}
+
+namespace {
+QMutex logMutex;
+QStringList* loggedDebugMessages = nullptr;
+
+void logMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    QMutexLocker locker(&logMutex);
+    if (type == QtDebugMsg && loggedDebugMessages)
+        loggedDebugMessages->append(message);
+}
+} // namespace
+
+MessageLog::MessageLog()
+{
+    {
+        QMutexLocker locker(&logMutex);
+        loggedDebugMessages = new QStringList;
+    }
+    m_previous = qInstallMessageHandler(logMessage);
+}
+
+MessageLog::~MessageLog()
+{
+    qInstallMessageHandler(m_previous);
+    QMutexLocker locker(&logMutex);
+    delete loggedDebugMessages;
+    loggedDebugMessages = nullptr;
+}
+
+QStringList MessageLog::debugMessages() const
+{
+    QMutexLocker locker(&logMutex);
+    return *loggedDebugMessages;
 }
 
 } // namespace VTTest

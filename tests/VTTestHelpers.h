@@ -1,7 +1,11 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QPair>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 namespace VTTest {
@@ -9,6 +13,36 @@ namespace VTTest {
 /// Writes @p contents to @p relativePath below @p dir, creating folders on
 /// the way; returns the file's absolute path (empty on failure).
 QString writeFile(const QTemporaryDir& dir, const QString& relativePath, const QByteArray& contents);
+
+/// Makes the package folder @p packageFolder (for example "Shapes.vantles")
+/// inside @p dataFolder below @p dir, with each of @p controlFiles (file name
+/// to contents) in its "Control" folder; no "Control" folder when the map is
+/// empty. Returns the package's absolute path (empty on failure).
+QString makePackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
+    const QMap<QString, QByteArray>& controlFiles);
+
+/// A control file: a "vantles" root with the "locale" and "search"
+/// attributes unless they are null, holding one "vantle" element per entry
+/// (key, inner XML) in list order; a key may repeat.
+QByteArray controlFileXml(
+    const QString& locale, const QString& search, const QList<QPair<QString, QByteArray>>& vantles);
+
+/// Collects the messages sent to Qt's message handler while it lives, in
+/// place of the handler that was installed before (QTest::ignoreMessage does
+/// not see them meanwhile).
+class MessageLog {
+public:
+    MessageLog();
+    ~MessageLog();
+    MessageLog(const MessageLog&) = delete;
+    MessageLog& operator=(const MessageLog&) = delete;
+
+    /// The texts of the QtDebugMsg messages, in order.
+    QStringList debugMessages() const;
+
+private:
+    QtMessageHandler m_previous;
+};
 
 } // namespace VTTest
 
