@@ -253,6 +253,10 @@ QStringList VTIndex::componentPathsForElement(const VTXmlElement* element, const
         const QString search = root->attribute(QStringLiteral("search"));
         if (!search.isEmpty()) {
             for (const QString& name : search.split(d->separator)) {
+                // An empty part names no package, not the nameless one that
+                // control files outside any package are filed under.
+                if (name.isEmpty())
+                    continue;
                 const auto it = d->packages.constFind(name);
                 if (it != d->packages.constEnd())
                     folders.append(it.value());
