@@ -2,6 +2,11 @@
 
 #include "DemoWindow.h"
 
+#include <Vantles/VTManager.h>
+#include <Vantles/VTView.h>
+#include <Vantles/VTWidget.h>
+#include <Vantles/VTXmlElement.h>
+
 #include <QAction>
 #include <QDebug>
 #include <QMenu>
@@ -52,7 +57,14 @@ QWidget* DemoVantles::createWindow(Vantles::VTWindowType type)
 {
     if (type != Vantles::VTWindowReserved || !m_window)
         return nullptr;
-    return m_window->newPinnedVantleHolder();
+    // Asked for while the vantle being pinned is still the current one: the
+    // dock takes the title it shows.
+    QString title;
+    Vantles::VTWidget* pinned = manager()->widget();
+    Vantles::VTXmlElement* content = pinned && pinned->view() ? pinned->view()->content() : nullptr;
+    if (Vantles::VTXmlElement* titleElement = content ? content->childElement(QStringLiteral("title")) : nullptr)
+        title = titleElement->content().simplified();
+    return m_window->newPinnedVantleHolder(title);
 }
 
 void DemoVantles::handleMessage(Vantles::VTMessageType type, const QString& message)

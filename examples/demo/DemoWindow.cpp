@@ -17,6 +17,7 @@
 #include <QSlider>
 #include <QTextBrowser>
 #include <QToolBar>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 namespace {
@@ -122,10 +123,11 @@ QAction* DemoWindow::actionForKey(const QString& key) const
 QWidget* DemoWindow::widgetForKey(const QString& key) const
 {
     if (QAction* action = actionForKey(key)) {
+        // The button that shows the action alone, not the menu or toolbar
+        // that holds it among others.
         for (QObject* object : action->associatedObjects()) {
-            auto widget = qobject_cast<QWidget*>(object);
-            if (widget && !qobject_cast<QMenu*>(widget))
-                return widget;
+            if (auto button = qobject_cast<QToolButton*>(object))
+                return button;
         }
     }
     return findChild<QWidget*>(key);
@@ -143,14 +145,19 @@ void DemoWindow::showHelpTopic(const QString& topic)
     m_help->raise();
 }
 
-QWidget* DemoWindow::newPinnedVantleHolder()
+QWidget* DemoWindow::newPinnedVantleHolder(const QString& title)
 {
-    auto dock = new QDockWidget(QStringLiteral("Pinned vantle %1").arg(++m_pinned), this);
+    ++m_pinned;
+    auto dock = new QDockWidget(title.isEmpty() ? QStringLiteral("Pinned vantle %1").arg(m_pinned) : title, this);
     dock->setObjectName(QStringLiteral("pinnedVantle%1").arg(m_pinned));
     dock->setAttribute(Qt::WA_DeleteOnClose);
     auto holder = new QWidget;
-    // The library titles the holder after the vantle; the dock shows it.
-    connect(holder, &QWidget::windowTitleChanged, dock, &QWidget::setWindowTitle);
+    // The library titles the holder from the vantle's "title" attribute; the
+    // dock shows it, unless the vantle has none.
+    connect(holder, &QWidget::windowTitleChanged, dock, [dock](const QString& holderTitle) {
+        if (!holderTitle.isEmpty())
+            dock->setWindowTitle(holderTitle);
+    });
     dock->setWidget(holder);
     addDockWidget(Qt::RightDockWidgetArea, dock);
     return holder;

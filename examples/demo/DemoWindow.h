@@ -22,8 +22,9 @@ public:
     /// The widget a key belongs to: a form widget or an action's toolbar button.
     QWidget* widgetForKey(const QString& key) const;
     void showHelpTopic(const QString& topic);
-    /// A dock that holds a vantle the user pinned.
-    QWidget* newPinnedVantleHolder();
+    /// A dock that holds a vantle the user pinned, titled @p title (or
+    /// numbered when it is empty).
+    QWidget* newPinnedVantleHolder(const QString& title = QString());
     QDialog* helpDialog() const;
 
 public Q_SLOTS:
