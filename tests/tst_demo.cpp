@@ -1,0 +1,261 @@
+// The demo application driven end to end in a real X server: tooltip events
+// on its controls, clicks, pinning, the French locale and documentation links.
+#include "DemoVantles.h"
+#include "DemoWindow.h"
+
+#include <Vantles/VTContext.h>
+#include <Vantles/VTIndex.h>
+#include <Vantles/VTManager.h>
+#include <Vantles/VTView.h>
+#include <Vantles/VTWidget.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QDir>
+#include <QDockWidget>
+#include <QHelpEvent>
+#include <QQuickItem>
+#include <QScreen>
+#include <QTest>
+#include <QToolButton>
+
+#include <memory>
+
+using namespace Vantles;
+
+class TestDemo : public QObject {
+    Q_OBJECT
+public:
+    static void initMain();
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void toolbarButtonShowsItsVantle();
+    void formWidgetShowsItsVantle();
+    void clickElsewhereHidesVantle();
+    void pinnedVantleStaysInDock();
+    void frenchShowsTranslatedVantle();
+    void documentationLinkOpensHelp();
+
+private:
+    // Rests the pointer on the widget of @p key and asks for its tooltip as
+    // Qt does; whether the event was taken by the library.
+    bool hover(const QString& key);
+    VTWidget* vantle() const { return m_vantles->manager()->widget(); }
+    static QString itemText(VTWidget* window, const QString& objectName);
+
+    std::unique_ptr<DemoWindow> m_window;
+    std::unique_ptr<DemoVantles> m_vantles;
+};
+
+void TestDemo::initMain()
+{
+    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
+        qputenv("QT_QUICK_BACKEND", "software");
+}
+
+void TestDemo::initTestCase()
+{
+    const QString data = QStringLiteral(VANTLES_SAMPLE_DATA_DIR);
+    QVERIFY2(QFileInfo::exists(data + QStringLiteral("/Sample.vantles/l10n/Vantles_fr_FR.qm")), qPrintable(data));
+    QApplication::setApplicationName(QStringLiteral("Vantles demo"));
+
+    // The settings of the demo's main().
+    m_window = std::make_unique<DemoWindow>();
+    VTContext settings;
+    settings.set(VTContextInstallEventFilter, true);
+    settings.set(VTContextFallbackKey, QStringLiteral("unknownControl"));
+    settings.set(VTContextDocumentationEnabled, true);
+    settings.set(VTContextKeyDataFile, QDir(data).filePath(QStringLiteral("VantleKeys.xml")));
+    settings.set(VTContextCurrentLocale, QStringLiteral("en_US"));
+    settings.set(VTContextFadeInDuration, 120);
+    settings.set(VTContextTimerInterval, 1500);
+    m_vantles = std::make_unique<DemoVantles>(settings, QStringList { data }, m_window.get());
+    m_window->setVantles(m_vantles.get());
+    m_vantles->manager()->setGlobalProperty(QStringLiteral("appName"), QApplication::applicationName());
+    m_vantles->manager()->setGlobalProperty(QStringLiteral("undoLimit"), 100);
+
+    m_window->move(40, 40);
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+}
+
+void TestDemo::cleanupTestCase()
+{
+    VTIndex* index = m_vantles->manager()->index();
+    m_vantles.reset();
+    delete index;
+    m_window.reset();
+}
+
+bool TestDemo::hover(const QString& key)
+{
+    QWidget* control = m_window->widgetForKey(key);
+    if (!control)
+        return false;
+    const QPoint local = control->rect().center();
+    const QPoint global = control->mapToGlobal(local);
+    // The pointer over the control keeps the vantle from timing out.
+    QCursor::setPos(global);
+    QHelpEvent event(QEvent::ToolTip, local, global);
+    return QApplication::sendEvent(control, &event);
+}
+
+QString TestDemo::itemText(VTWidget* window, const QString& objectName)
+{
+    QQuickItem* root = window ? window->view()->rootObject() : nullptr;
+    QQuickItem* item = root ? root->findChild<QQuickItem*>(objectName) : nullptr;
+    return item ? item->property("text").toString() : QStringLiteral("<no item %1>").arg(objectName);
+}
+
+void TestDemo::toolbarButtonShowsItsVantle()
+{
+    QWidget* button = m_window->widgetForKey(QStringLiteral("actionOpen"));
+    QVERIFY(qobject_cast<QToolButton*>(button));
+    QVERIFY(hover(QStringLiteral("actionOpen")));
+    VTWidget* window = vantle();
+    QVERIFY(window);
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_COMPARE(itemText(window, QStringLiteral("title")), QStringLiteral("Open a document"));
+    const QString nativeShortcut
+        = m_window->actionForKey(QStringLiteral("actionOpen"))->shortcut().toString(QKeySequence::NativeText);
+    QVERIFY(!nativeShortcut.isEmpty());
+    QCOMPARE(itemText(window, QStringLiteral("shortcut")), nativeShortcut);
+    QCOMPARE(itemText(window, QStringLiteral("pin")), QStringLiteral("Pin"));
+    // The key-data file added its attributes.
+    QCOMPARE(window->view()->content()->attribute(QStringLiteral("helpTopic")), QStringLiteral("opening-documents"));
+
+    const QRect available = button->screen()->availableGeometry();
+    QTRY_VERIFY(window->windowOpacity() == 1.0);
+    QVERIFY2(available.contains(window->frameGeometry()),
+        qPrintable(QStringLiteral("%1,%2 %3x%4")
+                       .arg(window->frameGeometry().x())
+                       .arg(window->frameGeometry().y())
+                       .arg(window->frameGeometry().width())
+                       .arg(window->frameGeometry().height())));
+    // Next to the pointer, as the offset puts it.
+    const QPoint pointer = button->mapToGlobal(button->rect().center());
+    QCOMPARE(window->pos(), pointer + QPoint(35, 30));
+}
+
+void TestDemo::formWidgetShowsItsVantle()
+{
+    QVERIFY(hover(QStringLiteral("documentTitle")));
+    VTWidget* window = vantle();
+    QTRY_COMPARE(itemText(window, QStringLiteral("title")), QStringLiteral("Document title"));
+    QVERIFY(window->isVisible());
+    // No action, so no shortcut; the text has the host's global properties.
+    QCOMPARE(itemText(window, QStringLiteral("shortcut")), QString());
+    QVERIFY2(itemText(window, QStringLiteral("text")).contains(QStringLiteral("of Vantles demo.")),
+        qPrintable(itemText(window, QStringLiteral("text"))));
+    QVERIFY(window->screen()->availableGeometry().contains(window->frameGeometry()));
+
+    // A control with a plain Qt tooltip and no vantle: the fallback key
+    // answers for it.
+    QVERIFY(hover(QStringLiteral("printButton")));
+    QCOMPARE(window->view()->content()->attribute(QStringLiteral("key")), QStringLiteral("unknownControl"));
+    QTRY_COMPARE(itemText(window, QStringLiteral("title")), QStringLiteral("No help yet"));
+}
+
+void TestDemo::clickElsewhereHidesVantle()
+{
+    QVERIFY(hover(QStringLiteral("actionSave")));
+    VTWidget* window = vantle();
+    QTRY_COMPARE(itemText(window, QStringLiteral("title")), QStringLiteral("Save the document"));
+    QVERIFY(window->isVisible());
+
+    QWidget* central = m_window->centralWidget();
+    QTest::mouseClick(central, Qt::LeftButton, {}, central->rect().bottomRight() - QPoint(10, 10));
+    QVERIFY(!window->isVisible());
+}
+
+void TestDemo::pinnedVantleStaysInDock()
+{
+    VTManager* manager = m_vantles->manager();
+    QVERIFY(hover(QStringLiteral("actionUndo")));
+    QPointer<VTWidget> pinned = vantle();
+    QTRY_COMPARE(itemText(pinned, QStringLiteral("title")), QStringLiteral("Undo"));
+    QVERIFY(QTest::qWaitForWindowExposed(pinned));
+    QTRY_VERIFY(pinned->windowOpacity() == 1.0);
+
+    // Click the pin link the way the user does.
+    QQuickItem* pin = pinned->view()->rootObject()->findChild<QQuickItem*>(QStringLiteral("pin"));
+    QVERIFY(pin);
+    const QPoint pinCentre = pin->mapToScene(QPointF(pin->width() / 2, pin->height() / 2)).toPoint();
+    QTest::mouseClick(pinned->view(), Qt::LeftButton, {}, pinCentre);
+    QTRY_COMPARE(manager->reservedWindows(), QList<VTWidget*>({ pinned.data() }));
+    QVERIFY(pinned->view()->stayOpen());
+    QVERIFY(manager->widget() != pinned);
+
+    // It lives in a dock of the main window now.
+    QDockWidget* dock = nullptr;
+    for (QDockWidget* candidate : m_window->findChildren<QDockWidget*>()) {
+        if (candidate->isAncestorOf(pinned))
+            dock = candidate;
+    }
+    QVERIFY(dock);
+    QCOMPARE(dock->windowTitle(), QStringLiteral("Undo"));
+    QTRY_VERIFY(pinned->isVisible());
+    QCOMPARE(itemText(pinned, QStringLiteral("pin")), QString());
+
+    // The next vantle comes in a new current window, and the pinned one stays.
+    QVERIFY(hover(QStringLiteral("zoomSlider")));
+    VTWidget* current = vantle();
+    QVERIFY(current != pinned);
+    QTRY_COMPARE(itemText(current, QStringLiteral("title")), QStringLiteral("Zoom"));
+    QVERIFY(current->isVisible());
+    QVERIFY(pinned->isVisible());
+    QCOMPARE(itemText(pinned, QStringLiteral("title")), QStringLiteral("Undo"));
+
+    // A click in the main window leaves the pinned vantle alone.
+    QWidget* central = m_window->centralWidget();
+    QTest::mouseClick(central, Qt::LeftButton, {}, central->rect().bottomLeft() + QPoint(10, -10));
+    QVERIFY(!current->isVisible());
+    QVERIFY(pinned->isVisible());
+}
+
+void TestDemo::frenchShowsTranslatedVantle()
+{
+    m_window->setFrench(true);
+    QVERIFY(hover(QStringLiteral("actionOpen")));
+    VTWidget* window = vantle();
+    QTRY_COMPARE(itemText(window, QStringLiteral("title")), QStringLiteral("Ouvrir un document"));
+    QTRY_COMPARE(itemText(window, QStringLiteral("pin")), QStringLiteral("Épingler"));
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_VERIFY(window->windowOpacity() == 1.0);
+    QTest::qWait(200);
+
+    // The whole screen, for a person to look at.
+    const QString path = QDir(QStringLiteral(VANTLES_TEST_OUTPUT_DIR)).filePath(QStringLiteral("tst_demo-screen.png"));
+    const QImage screen = QGuiApplication::primaryScreen()->grabWindow(0).toImage();
+    QVERIFY(!screen.isNull());
+    QVERIFY(screen.save(path));
+    qInfo("Screenshot: %s", qPrintable(path));
+}
+
+void TestDemo::documentationLinkOpensHelp()
+{
+    QVERIFY(vantle()->isVisible());
+    QDialog* help = m_window->helpDialog();
+    QVERIFY(!help->isVisible());
+    // As the QML's link does.
+    QVERIFY(QMetaObject::invokeMethod(
+        vantle()->view(), "openExternalResource", Q_ARG(QString, QStringLiteral("opening-documents"))));
+    QTRY_VERIFY(help->isVisible());
+    QVERIFY(QTest::qWaitForWindowExposed(help));
+
+    // With documentation switched off the link does nothing.
+    help->hide();
+    m_vantles->context()->set(VTContextDocumentationEnabled, false);
+    QVERIFY(QMetaObject::invokeMethod(
+        vantle()->view(), "openExternalResource", Q_ARG(QString, QStringLiteral("saving-documents"))));
+    QTest::qWait(100);
+    QVERIFY(!help->isVisible());
+    m_vantles->context()->set(VTContextDocumentationEnabled, true);
+}
+
+QTEST_MAIN(TestDemo)
+#include "tst_demo.moc"
