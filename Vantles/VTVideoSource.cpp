@@ -5,6 +5,7 @@
 #include <QDebug>
 #include <QMutexLocker>
 #include <QRecursiveMutex>
+#include <QWaitCondition>
 
 namespace Vantles {
 
@@ -20,6 +21,19 @@ public:
     // Looked up before a cache is made, but nothing enters caches into it:
     // every source set up gets a fresh cache.
     QMap<QString, VTVideoFrameCache*> caches;
+    // Wakes an idle run loop as soon as there is something to do, so a clip
+    // set on an idle source starts decoding at once. Taken alone, or inside
+    // the state lock, never the other way round.
+    QMutex wakeMutex;
+    QWaitCondition wake;
+    bool wakePending = false;
+
+    void wakeUp()
+    {
+        QMutexLocker locker(&wakeMutex);
+        wakePending = true;
+        wake.wakeAll();
+    }
 
     ~VTVideoSourcePrivate()
     {
@@ -62,6 +76,7 @@ bool VTVideoSource::setSource(const QUrl& url)
     if (!url.isValid() || url == d->source)
         return false;
     d->changes.append(new VTVideoSourceSourceChange(url));
+    d->wakeUp();
     return true;
 }
 
@@ -204,8 +219,19 @@ bool VTVideoSource::shouldQuit() const
 
 void VTVideoSource::setShouldQuit()
 {
-    QMutexLocker locker(&d->stateMutex);
-    d->shouldQuit = true;
+    {
+        QMutexLocker locker(&d->stateMutex);
+        d->shouldQuit = true;
+    }
+    d->wakeUp();
+}
+
+void VTVideoSource::waitForChange(unsigned long ms)
+{
+    QMutexLocker locker(&d->wakeMutex);
+    if (!d->wakePending)
+        d->wake.wait(&d->wakeMutex, QDeadlineTimer(qint64(ms)));
+    d->wakePending = false;
 }
 
 void VTVideoSource::notifyStreamEnded()

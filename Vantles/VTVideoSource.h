@@ -96,6 +96,9 @@ public:
 
     bool shouldQuit() const;
     void setShouldQuit();
+    /// Sleeps up to @p ms, or until another thread queues a change or asks
+    /// the source to quit; for the idle pass of the run loop.
+    void waitForChange(unsigned long ms);
     void notifyStreamEnded();
     /// Sets the quit flag and waits up to 10 s for the thread, then
     /// terminates it and waits 10 s more.

@@ -98,6 +98,11 @@ bool VTVideoSourceFFMPEGPrivate::load()
     videoStream = formatContext->streams[videoStreamIndex];
 
     codecContext = avcodec_alloc_context3(codec);
+    if (codecContext) {
+        // The clip is decoded ahead in the background: let the decoder use
+        // the machine's cores.
+        codecContext->thread_count = 0;
+    }
     if (!codecContext || avcodec_parameters_to_context(codecContext, videoStream->codecpar) < 0
         || avcodec_open2(codecContext, codec, nullptr) < 0)
         return fail("Could not open codec for stream in: %1");
@@ -374,7 +379,7 @@ void VTVideoSourceFFMPEG::run()
                 setAction(idleAction);
             break;
         case idleAction:
-            QThread::msleep(100);
+            waitForChange(100);
             break;
         default:
             break;

@@ -1,6 +1,7 @@
 #include "VTXmlElement.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace Vantles {
 
@@ -116,45 +117,63 @@ QList<QObject*> VTXmlElement::childElementList(const QString& name) const
     return findChildren<QObject*>(name);
 }
 
-// Appends the rendering to one buffer instead of joining child texts level by
-// level, so a deeply nested tree costs its output size, not its depth cubed.
-static void writeXml(const VTXmlElement* element, int index, QString& out)
+static bool hasElementChildren(const VTXmlElement* element)
 {
-    const QString indentation(index, QLatin1Char(' '));
+    for (QObject* child : element->children()) {
+        if (qobject_cast<VTXmlElement*>(child))
+            return true;
+    }
+    return false;
+}
 
+// The opening line of one element; children follow on lines of their own.
+static QString openingLine(const VTXmlElement* element, const QString& indentation, bool hasChildren)
+{
     QStringList attributeTexts;
     for (const QString& name : element->attributeNames())
         attributeTexts.append(QStringLiteral("%1=\"%2\"").arg(name).arg(element->attribute(name)));
-
-    bool hasChildren = false;
-    for (QObject* child : element->children()) {
-        if (qobject_cast<VTXmlElement*>(child)) {
-            hasChildren = true;
-            break;
-        }
-    }
-
     const QString closing = hasChildren ? QString() : QStringLiteral("/");
     const QString attributePart
         = attributeTexts.isEmpty() ? QString() : QLatin1Char(' ') + attributeTexts.join(QLatin1Char(' '));
-
-    out += QStringLiteral("%1<%2%3%4>").arg(indentation).arg(element->getTagName()).arg(attributePart).arg(closing);
-    if (!hasChildren)
-        return;
-    for (QObject* child : element->children()) {
-        if (auto childElement = qobject_cast<VTXmlElement*>(child)) {
-            out += QLatin1Char('\n');
-            writeXml(childElement, index + 2, out);
-        }
-    }
-    out += QLatin1Char('\n');
-    out += QStringLiteral("%1</%2>").arg(indentation).arg(element->getTagName());
+    return QStringLiteral("%1<%2%3%4>").arg(indentation).arg(element->getTagName()).arg(attributePart).arg(closing);
 }
 
 QString VTXmlElement::toXml(int index) const
 {
+    // Walks the tree with a stack of its own and writes into one buffer, so
+    // neither the depth of the tree nor the size of the text is limited by
+    // the call stack or by copying child texts level by level.
+    struct Open {
+        const VTXmlElement* element;
+        int index;
+        qsizetype nextChild;
+    };
     QString out;
-    writeXml(this, index, out);
+    std::vector<Open> stack;
+
+    auto open = [&](const VTXmlElement* element, int indent) {
+        const bool hasChildren = hasElementChildren(element);
+        out += openingLine(element, QString(indent, QLatin1Char(' ')), hasChildren);
+        if (hasChildren)
+            stack.push_back({ element, indent, 0 });
+    };
+
+    open(this, index);
+    while (!stack.empty()) {
+        Open& top = stack.back();
+        const QObjectList& children = top.element->children();
+        const VTXmlElement* next = nullptr;
+        while (!next && top.nextChild < children.size())
+            next = qobject_cast<const VTXmlElement*>(children.at(top.nextChild++));
+        if (next) {
+            out += QLatin1Char('\n');
+            open(next, top.index + 2);
+            continue;
+        }
+        out += QLatin1Char('\n');
+        out += QStringLiteral("%1</%2>").arg(QString(top.index, QLatin1Char(' '))).arg(top.element->getTagName());
+        stack.pop_back();
+    }
     return out;
 }
 

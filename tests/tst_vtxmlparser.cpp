@@ -617,6 +617,16 @@ void TestVTXmlParser::deepNestingBuildsTheWholeChain()
             QCOMPARE(node->objectName(), QStringLiteral("e"));
         }
         QCOMPARE(levels, depth);
+        if (closed) {
+            // One opening line per level (the innermost self-closed), one
+            // closing line per level above it, each indented two per level.
+            const QString xml = roots.element(0)->toXml();
+            const qint64 indentation = qint64(depth) * (depth - 1) + qint64(depth - 1) * (depth - 2);
+            const qint64 expected = indentation + 3 * (depth - 1) + 4 + 4 * (depth - 1) + 2 * (depth - 1);
+            QCOMPARE(qint64(xml.size()), expected);
+            QVERIFY(xml.startsWith(QStringLiteral("<e>\n  <e>\n")));
+            QVERIFY(xml.endsWith(QStringLiteral("\n  </e>\n</e>")));
+        }
         // Roots deletes the chain here: 10,000 nested destructors.
     }
 }
