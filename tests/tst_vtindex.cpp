@@ -31,6 +31,7 @@ private Q_SLOTS:
     void packageNameIsNearestFolderWithPackageSuffix();
     void componentPathsFollowPackagesAndSearchList_data();
     void componentPathsFollowPackagesAndSearchList();
+    void emptySearchNamesDoNotReachFilesOutsidePackages();
     void keysAreDirectChildrenInSearchOrder();
     void setupClearsUnlessSettingIsFalse_data();
     void setupClearsUnlessSettingIsFalse();
@@ -352,6 +353,29 @@ void TestVTIndex::componentPathsFollowPackagesAndSearchList()
     VTXmlElement loose;
     QCOMPARE(index.componentPathsForElement(&loose, QStringLiteral("x.qml")),
         extra.isNull() ? QStringList() : QStringList(extra + QStringLiteral("/x.qml")));
+}
+
+void TestVTIndex::emptySearchNamesDoNotReachFilesOutsidePackages()
+{
+    QTemporaryDir dir;
+    const QString package = VTTest::makePackage(
+        dir, QStringLiteral("data"), QStringLiteral("Main.vantles"), { { "c.xml", vantleFile("k", "t") } });
+    const QString loose = VTTest::writeFile(dir, QStringLiteral("loose/c.xml"), vantleFile("k", "t"));
+    const QString looseFolder = QFileInfo(loose).absolutePath();
+
+    VTContext context;
+    VTIndex index(&context, {});
+    index.indexControlFile(package + QStringLiteral("/Control/c.xml"), package);
+    index.indexControlFile(loose, looseFolder);
+    // Files outside any package are filed under the nameless package...
+    QCOMPARE(index.componentPathsForPackageNamed(QString()), QStringList(looseFolder));
+
+    // ...which a leading, trailing or doubled separator must not name.
+    VTXmlElement root;
+    root.setAttribute(QStringLiteral("search"), QStringLiteral(";Main;;"));
+    auto element = new VTXmlElement(&root);
+    element->setAttribute(QStringLiteral("VTPackagName"), QStringLiteral("Main"));
+    QCOMPARE(index.componentPathsForElement(element, QString()), QStringList({ package, package }));
 }
 
 void TestVTIndex::keysAreDirectChildrenInSearchOrder()
