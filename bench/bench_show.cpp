@@ -1,0 +1,330 @@
+// Time from VTManager::show() to a visible tooltip window whose QML is ready
+// (the view's status is Ready and it has a root object), with the sample
+// package's full interface (ui/VantleUI.qml).
+//
+// - first in process: the very first show of the program, which also loads
+//   the Qt Quick modules, plugins and fonts (printed before the table);
+// - cold: the first show of a fresh manager, which creates the window, the
+//   view and its QML engine and compiles (or loads from the QML disk cache)
+//   the interface file;
+// - warm: a show of another key that uses the same interface file, the
+//   window hidden in between, alternating between two keys.
+//
+// Runs offscreen on the software Qt Quick renderer. Times are wall-clock
+// times, one show per repetition, reported as medians. "frame_ms" is the
+// time from show() to the first frame rendered after it, with the events
+// processed as an idle event loop would.
+
+#include <Vantles/VTContext.h>
+#include <Vantles/VTIndex.h>
+#include <Vantles/VTInterface.h>
+#include <Vantles/VTManager.h>
+#include <Vantles/VTView.h>
+#include <Vantles/VTWidget.h>
+#include <Vantles/VTXmlElement.h>
+
+#include <QApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <memory>
+
+using namespace Vantles;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+const QPoint showPosition(200, 200);
+
+// Keys of the sample package without a clip, with their titles.
+const std::map<QString, QString> titles {
+    { QStringLiteral("actionUndo"), QStringLiteral("Undo") },
+    { QStringLiteral("documentTitle"), QStringLiteral("Document title") },
+    { QStringLiteral("autosaveCheck"), QStringLiteral("Save automatically") },
+    { QStringLiteral("exportFormat"), QStringLiteral("Export format") },
+};
+
+QTemporaryDir* dataDir = nullptr;
+
+bool copyTree(const QString& from, const QString& to)
+{
+    QDirIterator it(from, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString source = it.next();
+        const QString target = to + QLatin1Char('/') + QDir(from).relativeFilePath(source);
+        if (!QDir().mkpath(QFileInfo(target).absolutePath()) || !QFile::copy(source, target))
+            return false;
+    }
+    return true;
+}
+
+bool makeData()
+{
+    dataDir = new QTemporaryDir;
+    return dataDir->isValid()
+        && copyTree(QStringLiteral(VANTLES_SOURCE_DATA_DIR "/Sample.vantles"),
+            dataDir->filePath(QStringLiteral("Sample.vantles")));
+}
+
+// A host that keeps the messages that pass the threshold.
+class Host : public VTInterface {
+public:
+    using VTInterface::VTInterface;
+    void handleMessage(VTMessageType type, const QString& message) override
+    {
+        messages.append(QStringLiteral("%1:%2").arg(int(type)).arg(message));
+    }
+    QStringList messages;
+};
+
+// An interface over the copied package, and the index its manager made.
+struct Session {
+    explicit Session(int messageThreshold = 200)
+    {
+        VTContext context;
+        context.set(VTContextMessageThreshold, messageThreshold);
+        host = std::make_unique<Host>(context, QStringList { dataDir->path() });
+        index.reset(host->manager()->index());
+    }
+    ~Session()
+    {
+        host.reset();
+        // The manager leaves its window to deleteLater().
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        index.reset();
+    }
+    VTManager* manager() const { return host->manager(); }
+
+    std::unique_ptr<Host> host;
+    std::unique_ptr<VTIndex> index;
+};
+
+bool isReady(const VTManager* manager)
+{
+    const VTWidget* window = manager->widget();
+    const VTView* view = window ? window->view() : nullptr;
+    return view && window->isVisible() && view->status() == QQuickWidget::Ready && view->rootObject();
+}
+
+// Whether the window shows @p key's content, its title text included.
+bool showsKey(const VTManager* manager, const QString& key)
+{
+    const VTView* view = manager->widget()->view();
+    const QObject* title = view->rootObject()->findChild<QObject*>(QStringLiteral("title"));
+    return view->content() && view->content()->attribute(QStringLiteral("key")) == key && title
+        && title->property("text").toString() == titles.at(key);
+}
+
+// Calls show() and returns the seconds until the window is visible with its
+// QML ready, or a negative number when that does not happen within 5 s.
+double timedShow(VTManager* manager, const QString& key)
+{
+    const Clock::time_point start = Clock::now();
+    if (!manager->show(key, showPosition, nullptr))
+        return -1;
+    QElapsedTimer timeout;
+    timeout.start();
+    while (!isReady(manager)) {
+        if (timeout.hasExpired(5000))
+            return -1;
+        QCoreApplication::processEvents();
+    }
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void BM_ShowCold(benchmark::State& state)
+{
+    for (auto _ : state) {
+        Session session;
+        const double seconds = timedShow(session.manager(), QStringLiteral("actionUndo"));
+        if (seconds < 0 || !showsKey(session.manager(), QStringLiteral("actionUndo"))) {
+            state.SkipWithError("the vantle was not shown");
+            break;
+        }
+        state.SetIterationTime(seconds);
+    }
+}
+BENCHMARK(BM_ShowCold)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(25)
+    ->ReportAggregatesOnly(true);
+
+// One manager per pair of keys, kept across the repetitions, with the QML
+// already loaded by a first show.
+struct WarmSession {
+    Session session;
+    QString keys[2];
+    int next = 0;
+    int renders = 0;
+    Clock::time_point lastRender;
+    bool ok = false;
+
+    WarmSession(const QString& first, const QString& second)
+        : keys { first, second }
+    {
+        VTManager* manager = session.manager();
+        if (timedShow(manager, keys[0]) < 0)
+            return;
+        QObject::connect(
+            manager->widget()->view()->quickWindow(), &QQuickWindow::afterRendering, manager,
+            [this] {
+                lastRender = Clock::now();
+                ++renders;
+            },
+            Qt::DirectConnection);
+        next = 1;
+        ok = true;
+    }
+};
+
+std::map<QString, std::unique_ptr<WarmSession>> warmSessions;
+
+void showWarm(benchmark::State& state, const QString& first, const QString& second)
+{
+    auto& warm = warmSessions[first + QLatin1Char('/') + second];
+    if (!warm)
+        warm = std::make_unique<WarmSession>(first, second);
+    if (!warm->ok) {
+        state.SkipWithError("the first vantle was not shown");
+        return;
+    }
+    VTManager* manager = warm->session.manager();
+    double frameMs = 0;
+    for (auto _ : state) {
+        // Hidden at once, so that show() does not return early for the
+        // vantle already up; the hide is left to settle, untimed.
+        manager->widget()->setVisible(false);
+        QCoreApplication::processEvents();
+        const QString& key = warm->keys[warm->next];
+        warm->next = 1 - warm->next;
+
+        const int rendersBefore = warm->renders;
+        const Clock::time_point start = Clock::now();
+        const double seconds = timedShow(manager, key);
+        if (seconds < 0 || !showsKey(manager, key)) {
+            state.SkipWithError("the vantle was not shown");
+            break;
+        }
+        state.SetIterationTime(seconds);
+
+        QElapsedTimer timeout;
+        timeout.start();
+        while (warm->renders == rendersBefore && !timeout.hasExpired(1000))
+            QCoreApplication::processEvents();
+        frameMs = warm->renders == rendersBefore
+            ? -1
+            : std::chrono::duration<double, std::milli>(warm->lastRender - start).count();
+    }
+    state.counters["frame_ms"] = frameMs;
+}
+
+// Two short vantles: a title and a sentence each.
+void BM_ShowWarmShort(benchmark::State& state)
+{
+    showWarm(state, QStringLiteral("actionUndo"), QStringLiteral("documentTitle"));
+}
+BENCHMARK(BM_ShowWarmShort)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(201)
+    ->ReportAggregatesOnly(true);
+
+// A vantle with a link and one with five paragraphs of rich text and a link.
+void BM_ShowWarmLinks(benchmark::State& state)
+{
+    showWarm(state, QStringLiteral("autosaveCheck"), QStringLiteral("exportFormat"));
+}
+BENCHMARK(BM_ShowWarmLinks)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1)
+    ->Repetitions(201)
+    ->ReportAggregatesOnly(true);
+
+// Shows every key once with every message let through and reports what the
+// QML said: the figures mean nothing if the interface does not load cleanly.
+// Being the first show of the program, its time is reported as well.
+bool interfaceLoadsCleanly(double* firstShowSeconds)
+{
+    Session session(400);
+    bool clean = true;
+    bool first = true;
+    for (const auto& entry : titles) {
+        if (session.manager()->widget())
+            session.manager()->widget()->setVisible(false);
+        const double seconds = timedShow(session.manager(), entry.first);
+        if (first)
+            *firstShowSeconds = seconds;
+        first = false;
+        if (seconds < 0 || !showsKey(session.manager(), entry.first)) {
+            std::fprintf(stderr, "%s was not shown\n", qPrintable(entry.first));
+            clean = false;
+        }
+    }
+    for (const QString& message : qAsConst(session.host->messages)) {
+        if (message.contains(QLatin1String("QML Warning")) || message.contains(QLatin1String(":Error "))
+            || message.contains(QLatin1String("Can't find"))) {
+            std::fprintf(stderr, "%s\n", qPrintable(message));
+            clean = false;
+        }
+    }
+    return clean;
+}
+
+// The offscreen platform warns about every raise() and size hint of a
+// window; those lines would bury the table.
+QtMessageHandler previousHandler = nullptr;
+
+void dropPlatformNotices(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (message.startsWith(QLatin1String("This plugin does not support")))
+        return;
+    previousHandler(type, context, message);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    // The QML disk cache, on as in any host, goes to a folder of our own.
+    QTemporaryDir cacheDir;
+    qputenv("XDG_CACHE_HOME", cacheDir.path().toLocal8Bit());
+    QApplication app(argc, argv);
+    previousHandler = qInstallMessageHandler(dropPlatformNotices);
+
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    if (!makeData()) {
+        std::fprintf(stderr, "the sample package could not be copied\n");
+        return 1;
+    }
+    // Before any benchmark, so that this is the program's first show.
+    double firstShowSeconds = -1;
+    if (!interfaceLoadsCleanly(&firstShowSeconds)) {
+        std::fprintf(stderr, "the interface did not load cleanly\n");
+        return 1;
+    }
+    std::printf("First show in the process (Qt Quick not loaded yet): %.1f ms\n", firstShowSeconds * 1000.0);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    warmSessions.clear();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    delete dataDir;
+    return 0;
+}
