@@ -66,17 +66,10 @@ void TestDemo::initTestCase()
     // The settings of the demo's main().
     m_window = std::make_unique<DemoWindow>();
     VTContext settings;
-    settings.set(VTContextInstallEventFilter, true);
-    settings.set(VTContextFallbackKey, QStringLiteral("unknownControl"));
-    settings.set(VTContextDocumentationEnabled, true);
-    settings.set(VTContextKeyDataFile, QDir(data).filePath(QStringLiteral("VantleKeys.xml")));
-    settings.set(VTContextCurrentLocale, QStringLiteral("en_US"));
-    settings.set(VTContextFadeInDuration, 120);
-    settings.set(VTContextTimerInterval, 1500);
+    DemoVantles::configure(settings, data);
     m_vantles = std::make_unique<DemoVantles>(settings, QStringList { data }, m_window.get());
     m_window->setVantles(m_vantles.get());
-    m_vantles->manager()->setGlobalProperty(QStringLiteral("appName"), QApplication::applicationName());
-    m_vantles->manager()->setGlobalProperty(QStringLiteral("undoLimit"), 100);
+    m_vantles->setGlobalProperties();
 
     m_window->move(40, 40);
     m_window->show();

@@ -7,8 +7,13 @@
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <Vantles/VTContext.h>
+#include <Vantles/VTManager.h>
+
 #include <QAction>
+#include <QApplication>
 #include <QDebug>
+#include <QDir>
 #include <QMenu>
 #include <QToolButton>
 
@@ -16,6 +21,23 @@ DemoVantles::DemoVantles(VTContext& context, const QStringList& dataPath, DemoWi
     : VTInterface(context, dataPath)
     , m_window(window)
 {
+}
+
+void DemoVantles::configure(VTContext& settings, const QString& dataFolder)
+{
+    settings.set(VTContextInstallEventFilter, true);
+    settings.set(VTContextFallbackKey, QStringLiteral("unknownControl"));
+    settings.set(VTContextDocumentationEnabled, true);
+    settings.set(VTContextKeyDataFile, QDir(dataFolder).filePath(QStringLiteral("VantleKeys.xml")));
+    settings.set(VTContextCurrentLocale, QStringLiteral("en_US"));
+    settings.set(VTContextFadeInDuration, 120);
+    settings.set(VTContextTimerInterval, 1500);
+}
+
+void DemoVantles::setGlobalProperties()
+{
+    manager()->setGlobalProperty(QStringLiteral("appName"), QApplication::applicationName());
+    manager()->setGlobalProperty(QStringLiteral("undoLimit"), 100);
 }
 
 QString DemoVantles::keyForObject(QObject* object)

@@ -14,6 +14,11 @@ class DemoVantles : public Vantles::VTInterface {
 public:
     DemoVantles(VTContext& context, const QStringList& dataPath, DemoWindow* window);
 
+    /// The demo's settings for the packages in @p dataFolder.
+    static void configure(VTContext& settings, const QString& dataFolder);
+    /// The values the sample's texts interpolate.
+    void setGlobalProperties();
+
     QString keyForObject(QObject* object) override;
     QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut) override;
     bool openExternalResource(Vantles::VTExternalResourceType type, const QString& resource) override;

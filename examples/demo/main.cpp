@@ -111,19 +111,11 @@ int main(int argc, char** argv)
 
     DemoWindow window;
     VTContext settings;
-    settings.set(VTContextInstallEventFilter, true);
-    settings.set(VTContextFallbackKey, QStringLiteral("unknownControl"));
-    settings.set(VTContextDocumentationEnabled, true);
-    settings.set(VTContextKeyDataFile, QDir(data).filePath(QStringLiteral("VantleKeys.xml")));
-    settings.set(VTContextCurrentLocale, QStringLiteral("en_US"));
-    settings.set(VTContextFadeInDuration, 120);
-    settings.set(VTContextTimerInterval, 1500);
-
+    DemoVantles::configure(settings, data);
     DemoVantles vantles(settings, { data }, &window);
     std::unique_ptr<Vantles::VTIndex> index(vantles.manager()->index());
     window.setVantles(&vantles);
-    vantles.manager()->setGlobalProperty(QStringLiteral("appName"), QApplication::applicationName());
-    vantles.manager()->setGlobalProperty(QStringLiteral("undoLimit"), 100);
+    vantles.setGlobalProperties();
 
     if (options.isSet(screenshots))
         return takeScreenshots(window, vantles, options.value(screenshots));
