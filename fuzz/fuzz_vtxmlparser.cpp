@@ -118,11 +118,11 @@ int hashFilter(const QString& name, const QXmlStreamAttributes& attributes, void
     return int(qHash(name, state->seed) ^ uint(attributes.size()));
 }
 
-// toXml() recurses once per level and writes an indentation of twice the
-// level per line, so its output grows with the square of the depth; it
-// overflows an 8 MB stack at a few thousand levels under AddressSanitizer.
-// Deeper trees are still parsed, searched and deleted.
-constexpr int maxDepthForXml = 1000;
+// toXml() writes an indentation of twice the level per line, so its output
+// grows with the square of the depth: past a few thousand levels the run
+// would spend its time and memory writing hundreds of megabytes. Deeper trees
+// are still parsed, searched and deleted.
+constexpr int maxDepthForXml = 4000;
 
 // Counted without recursion, so that measuring a deep tree is safe.
 int treeDepth(QObject* root)
