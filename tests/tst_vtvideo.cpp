@@ -225,7 +225,7 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels_data()
                                   << QStringList { codec, QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
                                          QStringLiteral("yuv420p") }
                                   << 100;
-    QTest::newRow("MPEG-4 Part 2 in AVI")
+    QTest::newRow("MPEG-4 ASP (mpeg4) in AVI")
         << QStringLiteral("mpeg4.avi")
         << QStringList { codec, QStringLiteral("mpeg4"), QStringLiteral("-q:v"), QStringLiteral("2") } << 100;
     QTest::newRow("VP8 in WebM") << QStringLiteral("vp8.webm")
