@@ -11,7 +11,6 @@
 #include <Vantles/VTView.h>
 #include <Vantles/VTWidget.h>
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPointer>
@@ -30,27 +29,27 @@ using namespace Vantles;
 
 namespace {
 
-// A test pattern clip of the given size, rate and frame count.
-QStringList pattern(const char* source, int frames, const QStringList& encoder)
+// Arguments written as one line of words.
+QStringList words(const char* line)
 {
-    return QStringList { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-        QString::fromLatin1(source), QStringLiteral("-frames:v"), QString::number(frames) }
-    + encoder;
+    return QString::fromLatin1(line).split(QLatin1Char(' '));
 }
 
-const char* const smallPattern = "testsrc2=size=160x90:rate=25";
+// A 160x90 test pattern clip at 25 frames per second with the given encoder options.
+QStringList pattern(int frames, const char* encoder)
+{
+    return words("-f lavfi -i testsrc2=size=160x90:rate=25 -frames:v") + QStringList { QString::number(frames) }
+    + words(encoder);
+}
 
 // The number of pictures ffprobe decodes from the first video stream.
 int probeFrameCount(const QString& path)
 {
     QProcess process;
     process.start(QStandardPaths::findExecutable(QStringLiteral("ffprobe")),
-        { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-count_frames"),
-            QStringLiteral("-select_streams"), QStringLiteral("v:0"), QStringLiteral("-show_entries"),
-            QStringLiteral("stream=nb_read_frames"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path });
-    if (!process.waitForFinished(60000))
-        return -1;
-    bool ok = false;
+        words("-v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames -of csv=p=0")
+            + QStringList { path });
+    bool ok = process.waitForFinished(60000);
     const int count = process.readAllStandardOutput().trimmed().toInt(&ok);
     return ok ? count : -1;
 }
@@ -58,18 +57,14 @@ int probeFrameCount(const QString& path)
 // Mean absolute difference per colour channel between two images of one size.
 double meanChannelDifference(const QImage& a, const QImage& b)
 {
-    const QImage x = a.convertToFormat(QImage::Format_RGB32);
-    const QImage y = b.convertToFormat(QImage::Format_RGB32);
     double sum = 0;
-    for (int row = 0; row < x.height(); ++row) {
-        auto p = reinterpret_cast<const QRgb*>(x.constScanLine(row));
-        auto q = reinterpret_cast<const QRgb*>(y.constScanLine(row));
-        for (int col = 0; col < x.width(); ++col) {
-            sum += std::abs(qRed(p[col]) - qRed(q[col])) + std::abs(qGreen(p[col]) - qGreen(q[col]))
-                + std::abs(qBlue(p[col]) - qBlue(q[col]));
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
+            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) + std::abs(qBlue(p) - qBlue(q));
         }
     }
-    return sum / (3.0 * x.width() * x.height());
+    return sum / (3.0 * a.width() * a.height());
 }
 
 // A running decoder thread; ended counts its streamEnded() signals, which
@@ -108,9 +103,7 @@ class TestVTVideo : public QObject {
 
 private Q_SLOTS:
     void initTestCase();
-    void frameCopiesShareImageAndKeepTimestamp();
-    void cacheCountsFramesAndAnswersNullPastTheEnd();
-    void sourceRefusesInvalidOrCurrentUrl();
+    void cacheAndSourceAnswerNullPastTheEndAndRefuseBadUrls();
     void decodesEveryFrameWithItsTimeAndPixels_data();
     void decodesEveryFrameWithItsTimeAndPixels();
     void unplayableFileIsReported_data();
@@ -118,8 +111,7 @@ private Q_SLOTS:
     void controllerPositionsOnDecodedFramesOnly();
     void controllerPacesAtFrameRateAndRestartsAtEnd();
     void streamEndWhileScrubbingKeepsPlaying();
-    void newItemIsPausedAtStartWithDefaultSize();
-    void itemStateAndRewindGoThroughController();
+    void itemStartsPausedAndGoesThroughController();
     void destroyingPlayingItemEndsBothThreads();
     void itemInViewDecodesAndPaintsClip();
 
@@ -135,74 +127,30 @@ void TestVTVideo::initTestCase()
     if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty()
         || QStandardPaths::findExecutable(QStringLiteral("ffprobe")).isEmpty())
         QSKIP("ffmpeg and ffprobe are needed to make the clips");
-    m_clip25 = VTTest::makeClip(m_dir, QStringLiteral("clip25.mp4"),
-        pattern(smallPattern, 25,
-            { QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
-                QStringLiteral("yuv420p") }));
-    QVERIFY(!m_clip25.isEmpty());
-    m_clip101 = VTTest::makeClip(m_dir, QStringLiteral("clip101.avi"),
-        pattern(smallPattern, 101, { QStringLiteral("-c:v"), QStringLiteral("mjpeg") }));
-    QVERIFY(!m_clip101.isEmpty());
+    m_clip25 = VTTest::makeClip(m_dir, QStringLiteral("clip25.mp4"), pattern(25, "-c:v libx264 -pix_fmt yuv420p"));
+    m_clip101 = VTTest::makeClip(m_dir, QStringLiteral("clip101.avi"), pattern(101, "-c:v mjpeg"));
+    QVERIFY(!m_clip25.isEmpty() && !m_clip101.isEmpty());
 }
 
-void TestVTVideo::frameCopiesShareImageAndKeepTimestamp()
-{
-    QCOMPARE(VTVideoFrame().isNull(), true);
-    QCOMPARE(VTVideoFrame().timestamp, 0.0);
-
-    QImage image(4, 3, QImage::Format_RGB32);
-    image.fill(Qt::red);
-    VTVideoFrame shared(image, 7);
-    QCOMPARE(shared.timestamp, 7.0);
-    QCOMPARE(shared.constBits(), image.constBits());
-
-    VTVideoFrame fresh(5, 6, QImage::Format_RGB32, 2);
-    QCOMPARE(fresh.size(), QSize(5, 6));
-    QCOMPARE(fresh.format(), QImage::Format_RGB32);
-    fresh.timestamp = 0.25;
-    VTVideoFrame copy(fresh);
-    QCOMPARE(copy.timestamp, 0.25);
-    QCOMPARE(copy.constBits(), fresh.constBits());
-    VTVideoFrame assigned;
-    assigned = shared;
-    QCOMPARE(assigned.timestamp, 7.0);
-    QCOMPARE(assigned.pixel(0, 0), QColor(Qt::red).rgb());
-}
-
-void TestVTVideo::cacheCountsFramesAndAnswersNullPastTheEnd()
+void TestVTVideo::cacheAndSourceAnswerNullPastTheEndAndRefuseBadUrls()
 {
     VTVideoFrameCache cache(QStringLiteral("file:///clip.mp4"));
-    QCOMPARE(cache.path(), QStringLiteral("file:///clip.mp4"));
-    QCOMPARE(cache.length(), 0ULL);
-
     VTVideoFrame first(2, 2, QImage::Format_RGB32, 0);
     first.fill(Qt::blue);
     cache.addFrame(first);
-    QCOMPARE(cache.length(), 1ULL);
-    QCOMPARE(cache.frame(0).pixel(1, 1), QColor(Qt::blue).rgb());
-    QVERIFY(cache.frame(1).isNull());
-    QVERIFY(cache.frame(~0ULL).isNull());
-
     VTVideoFrame second(3, 1, QImage::Format_RGB32, 0);
     second.timestamp = 0.04;
     cache.addFrame(second);
     QCOMPARE(cache.length(), 2ULL);
+    QCOMPARE(cache.frame(0).pixel(1, 1), QColor(Qt::blue).rgb());
     QCOMPARE(cache.frame(1).timestamp, 0.04);
-    QCOMPARE(cache.frame(1).size(), QSize(3, 1));
-    QCOMPARE(cache.frame(0).timestamp, 0.0);
-}
+    QVERIFY(cache.frame(2).isNull());
+    QVERIFY(cache.frame(~0ULL).isNull());
 
-void TestVTVideo::sourceRefusesInvalidOrCurrentUrl()
-{
     VTVideoSourceFFMPEG source(nullptr);
     QCOMPARE(source.frameWidth(), 200.0);
-    QCOMPARE(source.frameHeight(), 150.0);
-    QCOMPARE(source.totalFrameCount(), 0ULL);
-    QCOMPARE(source.loadedFrameCount(), 0ULL);
     QVERIFY(!source.isFrameAvailable(0));
     QVERIFY(source.getFrame(0).isNull());
-    QVERIFY(!source.isOpen());
-
     QVERIFY(!source.setSource(QUrl()));
     QVERIFY(!source.setSource(QUrl(QStringLiteral("http://[bad"))));
     // Not started: the change stays queued until the thread applies it.
@@ -217,54 +165,37 @@ void TestVTVideo::sourceRefusesInvalidOrCurrentUrl()
 void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels_data()
 {
     QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("encoder");
-    QTest::addColumn<int>("cutToPercent");
+    QTest::addColumn<QString>("encoder");
+    QTest::addColumn<bool>("cutInHalf");
 
-    const QString codec = QStringLiteral("-c:v");
-    QTest::newRow("H.264 in MP4") << QStringLiteral("h264.mp4")
-                                  << QStringList { codec, QStringLiteral("libx264"), QStringLiteral("-pix_fmt"),
-                                         QStringLiteral("yuv420p") }
-                                  << 100;
+    QTest::newRow("H.264 in MP4") << QStringLiteral("h264.mp4") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p")
+                                  << false;
     QTest::newRow("MPEG-4 ASP (mpeg4) in AVI")
-        << QStringLiteral("mpeg4.avi")
-        << QStringList { codec, QStringLiteral("mpeg4"), QStringLiteral("-q:v"), QStringLiteral("2") } << 100;
+        << QStringLiteral("mpeg4.avi") << QStringLiteral("-c:v mpeg4 -q:v 2") << false;
     QTest::newRow("VP8 in WebM") << QStringLiteral("vp8.webm")
-                                 << QStringList { codec, QStringLiteral("libvpx"), QStringLiteral("-b:v"),
-                                        QStringLiteral("1M"), QStringLiteral("-deadline"), QStringLiteral("realtime") }
-                                 << 100;
-    QTest::newRow("MJPEG in MKV") << QStringLiteral(
-        "mjpeg.mkv") << QStringList { codec, QStringLiteral("mjpeg"), QStringLiteral("-q:v"), QStringLiteral("2") }
-                                  << 100;
-    // Cut in half: the file ends in the middle of a cluster, which counts as
-    // the end of the stream.
+                                 << QStringLiteral("-c:v libvpx -b:v 1M -deadline realtime") << false;
+    QTest::newRow("MJPEG in MKV") << QStringLiteral("mjpeg.mkv") << QStringLiteral("-c:v mjpeg -q:v 2") << false;
+    // The file ends in the middle of a cluster, which counts as the end of the stream.
     QTest::newRow("truncated H.264 in MKV")
-        << QStringLiteral("cut.mkv")
-        << QStringList { codec, QStringLiteral("libx264"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p") }
-        << 50;
+        << QStringLiteral("cut.mkv") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p") << true;
 }
 
 void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
 {
     QFETCH(QString, name);
-    QFETCH(QStringList, encoder);
-    QFETCH(int, cutToPercent);
+    QFETCH(QString, encoder);
+    QFETCH(bool, cutInHalf);
 
-    QString path = VTTest::makeClip(m_dir, name, pattern(smallPattern, 25, encoder));
-    QVERIFY(!path.isEmpty());
-    if (cutToPercent < 100) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.resize(file.size() * cutToPercent / 100));
-    }
+    const QString path = VTTest::makeClip(m_dir, name, pattern(25, encoder.toLatin1().constData()));
+    QFile file(path);
+    QVERIFY(!path.isEmpty() && file.open(QIODevice::ReadWrite));
+    if (cutInHalf)
+        QVERIFY(file.resize(file.size() / 2));
+    file.close();
     const int expected = probeFrameCount(path);
-    QVERIFY(expected > 0);
-    if (cutToPercent == 100)
-        QCOMPARE(expected, 25);
-    else
-        QVERIFY(expected < 25);
+    QVERIFY2(cutInHalf ? expected > 0 && expected < 25 : expected == 25, qPrintable(QString::number(expected)));
     const QString reference = VTTest::makeClip(m_dir, name + QLatin1String(".png"),
-        { QStringLiteral("-i"), path, QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-pix_fmt"),
-            QStringLiteral("rgb24") });
+        QStringList { QStringLiteral("-i"), path } + words("-frames:v 1 -pix_fmt rgb24"));
     QVERIFY(!reference.isEmpty());
 
     VTTest::MessageLog log;
@@ -274,8 +205,6 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
     QCOMPARE(decoder.source.totalFrameCount(), (unsigned long long)expected);
     QVERIFY(!decoder.source.isOpen());
     QCOMPARE(decoder.source.frameRate(), 25.0);
-    QCOMPARE(decoder.source.frameWidth(), 160.0);
-    QCOMPARE(decoder.source.frameHeight(), 90.0);
     for (int n = 0; n < expected; ++n) {
         const VTVideoFrame frame = decoder.source.getFrame(n);
         QCOMPARE(frame.size(), QSize(160, 90));
@@ -292,7 +221,6 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
     QTest::qWait(300);
     QCOMPARE(decoder.ended, 1);
     QCOMPARE(decoder.source.action(), VTVideoSource::idleAction);
-    QCOMPARE(decoder.source.totalFrameCount(), (unsigned long long)expected);
     QCOMPARE(log.debugMessages(), QStringList());
 }
 
@@ -300,36 +228,27 @@ void TestVTVideo::unplayableFileIsReported_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("message");
-    QTest::addColumn<double>("width");
 
     const QString missing = m_dir.filePath(QStringLiteral("missing.mp4"));
-    QTest::newRow("missing file") << missing << QStringLiteral("Could not open media at: %1").arg(missing) << 200.0;
-
-    const QString tone = VTTest::makeClip(m_dir, QStringLiteral("tone.wav"),
-        { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-            QStringLiteral("sine=frequency=440:duration=0.5") });
-    QTest::newRow("audio only") << tone << QStringLiteral("Could not find a video stream in %1").arg(tone) << 200.0;
-
+    const QString tone
+        = VTTest::makeClip(m_dir, QStringLiteral("tone.wav"), words("-f lavfi -i sine=frequency=440:duration=0.5"));
     const QString text = VTTest::writeFile(m_dir, QStringLiteral("notes.txt"), "Not a clip at all.\nSecond line.\n");
-    QTest::newRow("text file") << text << QStringLiteral("Could not open media at: %1").arg(text) << 200.0;
-
-    // An MP4 written in one pass keeps its index at the end: without it
-    // the file does not open at all.
-    const QString whole = VTTest::makeClip(m_dir, QStringLiteral("whole.mp4"),
-        pattern(smallPattern, 25, { QStringLiteral("-c:v"), QStringLiteral("libx264") }));
-    const QString cut = m_dir.filePath(QStringLiteral("cut.mp4"));
-    QFile::copy(whole, cut);
+    // An MP4 written in one pass keeps its index at the end: without it the file does not open.
+    const QString cut = VTTest::makeClip(m_dir, QStringLiteral("cut.mp4"), pattern(25, "-c:v libx264"));
     QFile file(cut);
     if (file.open(QIODevice::ReadWrite))
         file.resize(file.size() / 2);
-    QTest::newRow("truncated MP4") << cut << QStringLiteral("Could not open media at: %1").arg(cut) << 200.0;
+    const QString open = QStringLiteral("Could not open media at: %1");
+    QTest::newRow("missing file") << missing << open.arg(missing);
+    QTest::newRow("audio only") << tone << QStringLiteral("Could not find a video stream in %1").arg(tone);
+    QTest::newRow("text file") << text << open.arg(text);
+    QTest::newRow("truncated MP4") << cut << open.arg(cut);
 }
 
 void TestVTVideo::unplayableFileIsReported()
 {
     QFETCH(QString, path);
     QFETCH(QString, message);
-    QFETCH(double, width);
     QVERIFY(!path.isEmpty());
 
     VTTest::MessageLog log;
@@ -342,7 +261,7 @@ void TestVTVideo::unplayableFileIsReported()
     QTRY_COMPARE(decoder.source.action(), VTVideoSource::idleAction);
     QVERIFY(!decoder.source.isOpen());
     QCOMPARE(decoder.source.totalFrameCount(), 0ULL);
-    QCOMPARE(decoder.source.frameWidth(), width);
+    QCOMPARE(decoder.source.frameWidth(), 200.0);
     QTest::qWait(200);
     QCOMPARE(log.debugMessages().size(), 1);
     QCOMPARE(decoder.ended, 0);
@@ -354,7 +273,6 @@ void TestVTVideo::controllerPositionsOnDecodedFramesOnly()
     Player player;
     VTVideoController* controller = player.controller;
     QVERIFY(std::isnan(controller->loadProgress()));
-    QCOMPARE(controller->progress(), 0.0);
     QCOMPARE(controller->frameWidth(), 200.0);
     controller->setPosition(3);
     QCOMPARE(controller->position(), ~0ULL);
@@ -367,7 +285,6 @@ void TestVTVideo::controllerPositionsOnDecodedFramesOnly()
     QCOMPARE(sizeChanged.count(), 1);
     QCOMPARE(controller->frameCount(), 101ULL);
     QCOMPARE(controller->frameWidth(), 160.0);
-    QCOMPARE(controller->frameHeight(), 90.0);
     QCOMPARE(controller->loadProgress(), 1.0);
     QCOMPARE(controller->state(), VTVideoController::stoppedState);
 
@@ -418,7 +335,6 @@ void TestVTVideo::streamEndWhileScrubbingKeepsPlaying()
     QSignalSpy loadProgress(controller, &VTVideoController::loadProgressChanged);
     controller->setState(VTVideoController::runningState);
     controller->setScrubbing(true);
-    QVERIFY(controller->isScrubbing());
     controller->streamEnded();
     QCOMPARE(controller->state(), VTVideoController::runningState);
     QCOMPARE(loadProgress.count(), 1);
@@ -429,36 +345,25 @@ void TestVTVideo::streamEndWhileScrubbingKeepsPlaying()
     QCOMPARE(loadProgress.count(), 2);
 }
 
-void TestVTVideo::newItemIsPausedAtStartWithDefaultSize()
+void TestVTVideo::itemStartsPausedAndGoesThroughController()
 {
     VTVideoComponent item;
     QCOMPARE(item.state(), VTVideoComponent::pausedState);
-    QCOMPARE(item.position(), 0);
-    QCOMPARE(item.progress(), 0.0);
     QCOMPARE(item.contentWidth(), 200.0);
-    QCOMPARE(item.contentHeight(), 150.0);
     QVERIFY(item.frame().isNull());
-    QVERIFY(item.controller()->isRunning());
-    QVERIFY(item.videoSource()->isRunning());
     // Outside a window there is no view to resolve a name.
     item.setSource(QStringLiteral("clip.mp4"));
     QCOMPARE(item.source(), QString());
-}
 
-void TestVTVideo::itemStateAndRewindGoThroughController()
-{
-    VTVideoComponent item;
-    QSignalSpy state(&item, &VTVideoComponent::stateChanged);
     QSignalSpy position(&item, &VTVideoComponent::positionChanged);
     QSignalSpy progress(&item, &VTVideoComponent::progressChanged);
     QSignalSpy scrubbing(&item, &VTVideoComponent::scrubbingChanged);
-
     item.setState(VTVideoComponent::playingState);
     QCOMPARE(item.state(), VTVideoComponent::playingState);
-    QVERIFY(state.count() >= 1);
     item.setState(VTVideoComponent::resetState);
     QCOMPARE(item.state(), VTVideoComponent::pausedState);
 
+    // While scrubbing, a reset keeps it playing.
     item.setScrubbing(true);
     QVERIFY(item.scrubbing());
     item.setState(VTVideoComponent::playingState);
@@ -471,8 +376,7 @@ void TestVTVideo::itemStateAndRewindGoThroughController()
     progress.clear();
     item.rewindToStart();
     QCOMPARE(item.state(), VTVideoComponent::pausedState);
-    QVERIFY(position.count() >= 1);
-    QVERIFY(progress.count() >= 1);
+    QVERIFY(position.count() >= 1 && progress.count() >= 1);
     QCOMPARE(item.progress(), 0.0);
 }
 
@@ -506,13 +410,9 @@ void TestVTVideo::destroyingPlayingItemEndsBothThreads()
 
 void TestVTVideo::itemInViewDecodesAndPaintsClip()
 {
-    const QByteArray qml = "import QtQuick 2.15\n"
-                           "import com.zelvane.vantles.qml 1.0\n"
-                           "Item {\n"
-                           "    width: 200; height: 150\n"
-                           "    VTVideoComponent { objectName: \"video\"; source: \"clip.mp4\";"
-                           " width: contentWidth; height: contentHeight }\n"
-                           "}\n";
+    const QByteArray qml
+        = "import QtQuick 2.15\nimport com.zelvane.vantles.qml 1.0\nItem { width: 200; height: 150\n"
+          "  VTVideoComponent { objectName: \"video\"; source: \"clip.mp4\"; width: contentWidth } }\n";
     const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("viewdata"), QStringLiteral("Clip.vantles"),
         QString(), { { QStringLiteral("k"), "<title>Clip</title>" } }, qml);
     QVERIFY(!package.isEmpty());
@@ -536,9 +436,7 @@ void TestVTVideo::itemInViewDecodesAndPaintsClip()
     QCOMPARE(video->source(), QStringLiteral("clip.mp4"));
     QTRY_VERIFY_WITH_TIMEOUT(!video->frame().isNull(), 10000);
     QCOMPARE(video->frame().size(), QSize(160, 90));
-    QTRY_COMPARE(video->contentWidth(), 160.0);
-    QCOMPARE(video->contentHeight(), 90.0);
-    QTRY_COMPARE(video->width(), 160.0);
+    QTRY_COMPARE(video->width(), 160.0); // through the contentWidth binding
     QCOMPARE(video->state(), VTVideoComponent::pausedState);
 }
 
