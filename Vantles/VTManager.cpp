@@ -301,15 +301,7 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
     const QPoint pos = tooltipPosition(globalPos, referenceWidget);
 
     // The view holds the only reference to the tree from here on.
-    VTXmlElement* old = view->content();
-    if (old && old != element) {
-        view->setContent(nullptr);
-        if (old->parent())
-            delete old->parent();
-        else
-            delete old;
-    }
-    view->setContent(element);
+    view->replaceContent(element);
 
     const QString text
         = d->interface ? d->interface->shortCutForObject(key, object, element->attribute(QStringLiteral("shortcut")))

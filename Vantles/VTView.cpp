@@ -50,14 +50,7 @@ VTView::~VTView()
 {
     // Tear the QML down first: its bindings may still read the content.
     setSource(QUrl());
-    // Content from the index is a child of the parsed document's root, which
-    // nothing else holds: the whole tree goes, as when the manager replaces it.
-    if (d->content) {
-        if (auto root = qobject_cast<VTXmlElement*>(d->content->parent()))
-            delete root;
-        else
-            delete d->content;
-    }
+    replaceContent(nullptr);
 }
 
 VTManager* VTView::manager() const
@@ -101,6 +94,21 @@ const VTXmlElement* VTView::content() const
 
 void VTView::setContent(VTXmlElement* content)
 {
+    d->content = content;
+}
+
+void VTView::replaceContent(VTXmlElement* content)
+{
+    VTXmlElement* old = d->content;
+    if (old && old != content) {
+        d->content = nullptr;
+        // Content from the index is a child of the parsed document's root,
+        // which nothing else holds: the whole document goes.
+        if (auto root = qobject_cast<VTXmlElement*>(old->parent()))
+            delete root;
+        else
+            delete old;
+    }
     d->content = content;
 }
 

@@ -63,6 +63,9 @@ public:
     /// Only stores the pointer: the previous element is neither deleted nor
     /// notified about.
     void setContent(VTXmlElement* content);
+    /// Deletes the tree of the current content, from its root, unless it is
+    /// @p content, and stores @p content.
+    void replaceContent(VTXmlElement* content);
 
     QDir packageRoot() const;
     void setPackageRoot(const QDir& root);

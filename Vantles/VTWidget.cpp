@@ -88,18 +88,16 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     d->reference = reference && reference->isWidgetType() ? static_cast<QWidget*>(reference) : nullptr;
     d->view->setPackageRoot(QDir(rootPath));
 
-    VTXmlElement* old = d->view->content();
-    if (old && old != content) {
-        d->view->setContent(nullptr);
-        delete old;
-    }
-    d->view->setContent(content);
+    d->view->replaceContent(content);
     const QFileInfo rootFile(d->view->uiRootFilePath());
 
     move(pos);
     if (isVisible())
         reposition();
 
+    // Set on every show, also when unchanged: that re-evaluates the bindings
+    // that call the view (translations, interpolated text, scaled sizes), so
+    // they follow the current locale and global properties.
     QQmlContext* rootContext = d->view->engine()->rootContext();
     rootContext->setContextProperty(QStringLiteral("vantle"), content);
     rootContext->setContextProperty(QStringLiteral("dataLocation"), rootPath);
