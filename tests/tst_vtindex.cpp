@@ -20,30 +20,18 @@ using Vantles::VTXmlElement;
 class TestVTIndex : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void firstTagDecidesWhetherFileIsIndexed_data();
-    void firstTagDecidesWhetherFileIsIndexed();
-    void filesThatCannotBeOpenedAreNotIndexed_data();
-    void filesThatCannotBeOpenedAreNotIndexed();
-    void depthCountsFoldersBelowTheLocation_data();
-    void depthCountsFoldersBelowTheLocation();
+    void onlyControlFilesBelowTheLocationAreIndexed_data();
+    void onlyControlFilesBelowTheLocationAreIndexed();
     void reindexingAddsOneRecordPerFileAndDepth();
     void packageNameIsNearestFolderWithPackageSuffix_data();
     void packageNameIsNearestFolderWithPackageSuffix();
     void componentPathsFollowPackagesAndSearchList_data();
     void componentPathsFollowPackagesAndSearchList();
-    void emptySearchNamesDoNotReachFilesOutsidePackages();
     void keysAreDirectChildrenInSearchOrder();
-    void setupClearsUnlessSettingIsFalse_data();
-    void setupClearsUnlessSettingIsFalse();
-    void contextIsMadeWhenNoneIsLeft();
-    void storedPathsAreSearchedAfterIndexedOnes();
-
-    void sameKeyIsServedByFileIndexedLast_data();
-    void sameKeyIsServedByFileIndexedLast();
-    void localeOfFileMustMatchRequest_data();
-    void localeOfFileMustMatchRequest();
-    void keyDefinedTwiceFailsOnlyInThatFile();
-    void unknownKeyOrForeignRootLeavesOutParametersAlone();
+    void setupClearsAndLostContextIsReplaced();
+    void retrieveSearchesIndexedThenStoredFiles();
+    void fileIndexedLastServesAMatchingLocale_data();
+    void fileIndexedLastServesAMatchingLocale();
     void retrievedElementCarriesItsOrigin();
     void keyDataAttributesAreMerged_data();
     void keyDataAttributesAreMerged();
@@ -58,23 +46,31 @@ QByteArray vantleFile(const QString& key, const QByteArray& title, const QString
     return VTTest::controlFileXml(locale, QString(), { { key, "<title>" + title + "</title>" } });
 }
 
-QString titleOf(const VTXmlElement* element)
-{
-    const VTXmlElement* title = element ? element->childElement(QStringLiteral("title")) : nullptr;
-    return title ? title->content() : QString();
-}
-
-// Looks @p key up and returns the title of what was found, deleting the tree.
-QString retrieveTitle(VTIndex& index, const QString& key, const QLocale& locale = QLocale::c())
-{
-    QString location;
-    int depth = 0;
+// One retrieve() call; owns the tree of what it found.
+struct Lookup {
+    Lookup(VTIndex& index, const QString& key, const QLocale& locale = QLocale::c())
+        : result(index.retrieve(key, locale, location, depth, root))
+        , owner(result ? root : nullptr)
+    {
+    }
+    QString title() const
+    {
+        const VTXmlElement* t = result ? result->childElement(QStringLiteral("title")) : nullptr;
+        return t ? t->content() : QString();
+    }
+    QString location = QStringLiteral("unchanged");
+    int depth = -7;
     VTXmlElement* root = nullptr;
-    VTXmlElement* result = index.retrieve(key, locale, location, depth, root);
-    if (!result)
-        return QString();
-    std::unique_ptr<VTXmlElement> owner(root);
-    return titleOf(result);
+    VTXmlElement* result;
+    std::unique_ptr<VTXmlElement> owner;
+};
+
+// Writes @p name into the folder "loc" and indexes it there.
+QString addFile(VTIndex& index, const QTemporaryDir& dir, const QString& name, const QByteArray& xml)
+{
+    const QString file = VTTest::writeFile(dir, QStringLiteral("loc/") + name, xml);
+    index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
+    return file;
 }
 
 class ClearCountingIndex : public VTIndex {
@@ -90,133 +86,73 @@ public:
 
 } // namespace
 
-void TestVTIndex::firstTagDecidesWhetherFileIsIndexed_data()
-{
-    QTest::addColumn<QByteArray>("contents");
-    QTest::addColumn<bool>("indexed");
-
-    QTest::newRow("root first") << QByteArray("<vantles><vantle key=\"k\"/></vantles>") << true;
-    QTest::newRow("root with locale") << QByteArray("<vantles locale=\"fr_FR\">\n</vantles>") << true;
-    QTest::newRow("empty root element") << QByteArray("<vantles/>") << true;
-    QTest::newRow("declaration, comment, instruction first")
-        << QByteArray("<?xml version=\"1.0\"?>\n<!-- made by hand -->\n<?style sheet?>\n\n<vantles>") << true;
-    QTest::newRow("other element first, root later") << QByteArray("<config/>\n<vantles>\n</vantles>") << false;
-    QTest::newRow("tag inside a comment counts") << QByteArray("<!-- <b>bold</b> -->\n<vantles/>") << false;
-    QTest::newRow("capitalised root") << QByteArray("<Vantles/>") << false;
-    QTest::newRow("longer root name") << QByteArray("<vantlesx/>") << false;
-    // "<vantles" at the end of a line: the expression backs off to "vantle"
-    // followed by the word character "s", so the line names "vantle".
-    QTest::newRow("tag split after the name") << QByteArray("<vantles\n  locale=\"fr_FR\">\n</vantles>") << false;
-    QTest::newRow("tag split after a blank") << QByteArray("<vantles \n  locale=\"fr_FR\">\n</vantles>") << false;
-    QTest::newRow("zero byte ends the line") << QByteArray("x") + '\0' + "<vantles>\n<other/>\n" << false;
-    // Lines are read in pieces of at most 1023 bytes.
-    QTest::newRow("tag after the first piece") << QByteArray(1100, ' ') + "<vantles>\n</vantles>" << true;
-    QTest::newRow("tag across two pieces") << QByteArray(1019, ' ') + "<vantles>\n</vantles>" << false;
-    QTest::newRow("long first line after the tag") << "<vantles search=\"" + QByteArray(2000, 'x') + "\"/>" << true;
-    QTest::newRow("empty file") << QByteArray() << false;
-    QTest::newRow("text without tags") << QByteArray("just words\nand more") << false;
-}
-
-void TestVTIndex::firstTagDecidesWhetherFileIsIndexed()
-{
-    QFETCH(QByteArray, contents);
-    QFETCH(bool, indexed);
-
-    QTemporaryDir dir;
-    const QString file = VTTest::writeFile(dir, QStringLiteral("loc/file.xml"), contents);
-    QVERIFY(!file.isEmpty());
-    VTIndex index(nullptr, {});
-    index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
-    QCOMPARE(index.controlPaths().size(), indexed ? 1 : 0);
-    QCOMPARE(index.packages().size(), indexed ? 1 : 0);
-}
-
-void TestVTIndex::filesThatCannotBeOpenedAreNotIndexed_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::newRow("missing file") << QStringLiteral("missing");
-    QTest::newRow("folder named like a control file") << QStringLiteral("folder");
-    QTest::newRow("file without read permission") << QStringLiteral("unreadable");
-}
-
-void TestVTIndex::filesThatCannotBeOpenedAreNotIndexed()
-{
-    QFETCH(QString, kind);
-    if (kind == QLatin1String("unreadable") && geteuid() == 0)
-        QSKIP("Permission bits do not stop root from reading the file.");
-
-    QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("loc/file.xml"));
-    if (kind == QLatin1String("folder")) {
-        QVERIFY(QDir().mkpath(file));
-    } else if (kind == QLatin1String("unreadable")) {
-        QVERIFY(!VTTest::writeFile(dir, QStringLiteral("loc/file.xml"), "<vantles/>").isEmpty());
-        QVERIFY(QFile::setPermissions(file, QFileDevice::WriteOwner));
-    } else {
-        QVERIFY(QDir().mkpath(dir.filePath(QStringLiteral("loc"))));
-    }
-    VTIndex index(nullptr, {});
-    index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
-    QVERIFY(index.controlPaths().isEmpty());
-    QVERIFY(index.packages().isEmpty());
-}
-
-void TestVTIndex::depthCountsFoldersBelowTheLocation_data()
+void TestVTIndex::onlyControlFilesBelowTheLocationAreIndexed_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QString>("location");
+    QTest::addColumn<QByteArray>("contents"); // written to the file unless null
     QTest::addColumn<int>("depth"); // 0: not indexed
-    QTest::addColumn<QString>("package");
 
-    QTest::newRow("directly inside") << QStringLiteral("loc/a.xml") << QStringLiteral("loc") << 1 << QString();
-    QTest::newRow("location with trailing slash")
-        << QStringLiteral("loc/a.xml") << QStringLiteral("loc/") << 1 << QString();
-    QTest::newRow("three folders down") << QStringLiteral("loc/x/y/deep.xml") << QStringLiteral("loc") << 3
-                                        << QString();
-    QTest::newRow("control folder under package") << QStringLiteral("Shapes.vantles/Control/a.xml")
-                                                  << QStringLiteral("Shapes.vantles") << 2 << QStringLiteral("Shapes");
-    QTest::newRow("control folder as location")
-        << QStringLiteral("Shapes.vantles/Control/a.xml") << QStringLiteral("Shapes.vantles/Control") << 1
-        << QStringLiteral("Shapes");
-    QTest::newRow("through a linked package folder")
-        << QStringLiteral("linked/Control/a.xml") << QStringLiteral("linked") << 2 << QString();
-    QTest::newRow("under the location only through a link")
-        << QStringLiteral("linked/Control/a.xml") << QStringLiteral("Shapes.vantles") << 0 << QString();
-    QTest::newRow("outside the location") << QStringLiteral("other/a.xml") << QStringLiteral("loc") << 0 << QString();
-    QTest::newRow("location only a name prefix")
-        << QStringLiteral("locx/a.xml") << QStringLiteral("loc") << 0 << QString();
-    QTest::newRow("file as its own location")
-        << QStringLiteral("loc/a.xml") << QStringLiteral("loc/a.xml") << 0 << QString();
-    QTest::newRow("missing location") << QStringLiteral("gone/a.xml") << QStringLiteral("gone") << 0 << QString();
+    const QByteArray tree; // the file as made by the test
+    const QString file = QStringLiteral("loc/f.xml");
+    const QString loc = QStringLiteral("loc");
+    QTest::newRow("directly inside") << file << loc << tree << 1;
+    QTest::newRow("three folders down") << "loc/x/y/deep.xml" << loc << tree << 3;
+    QTest::newRow("control folder under package") << "Shapes.vantles/Control/a.xml"
+                                                  << "Shapes.vantles" << tree << 2;
+    QTest::newRow("through a linked package folder") << "linked/Control/a.xml"
+                                                     << "linked" << tree << 2;
+    QTest::newRow("under the location only through a link") << "linked/Control/a.xml"
+                                                            << "Shapes.vantles" << tree << 0;
+    QTest::newRow("outside the location") << "other/a.xml" << loc << tree << 0;
+    QTest::newRow("location only a name prefix") << "locx/a.xml" << loc << tree << 0;
+    QTest::newRow("file as its own location") << file << file << tree << 0;
+    QTest::newRow("missing location") << "gone/a.xml"
+                                      << "gone" << tree << 0;
+    QTest::newRow("missing file") << "loc/missing.xml" << loc << tree << 0;
+    QTest::newRow("folder named like a control file") << "loc/x.xml" << loc << tree << 0;
+    QTest::newRow("file without read permission") << file << loc << tree << 0;
+    // The first tag decides; lines are read in pieces of at most 1023 bytes.
+    QTest::newRow("declaration, comment, instruction first")
+        << file << loc << QByteArray("<?xml version=\"1.0\"?>\n<!-- by hand -->\n<?style sheet?>\n\n<vantles>") << 1;
+    QTest::newRow("other element first, root later") << file << loc << QByteArray("<config/>\n<vantles/>") << 0;
+    QTest::newRow("tag inside a comment counts") << file << loc << QByteArray("<!-- <b>x</b> -->\n<vantles/>") << 0;
+    QTest::newRow("capitalised root") << file << loc << QByteArray("<Vantles/>") << 0;
+    QTest::newRow("longer root name") << file << loc << QByteArray("<vantlesx/>") << 0;
+    QTest::newRow("tag split after the name")
+        << file << loc << QByteArray("<vantles\n  locale=\"fr\">\n</vantles>") << 0;
+    QTest::newRow("tag after the first piece") << file << loc << QByteArray(1100, ' ') + "<vantles/>" << 1;
+    QTest::newRow("tag across two pieces") << file << loc << QByteArray(1019, ' ') + "<vantles/>" << 0;
+    QTest::newRow("empty file") << file << loc << QByteArray("") << 0;
 }
 
-void TestVTIndex::depthCountsFoldersBelowTheLocation()
+void TestVTIndex::onlyControlFilesBelowTheLocationAreIndexed()
 {
     QFETCH(QString, file);
     QFETCH(QString, location);
+    QFETCH(QByteArray, contents);
     QFETCH(int, depth);
-    QFETCH(QString, package);
+    const bool locked = QByteArray(QTest::currentDataTag()).contains("permission");
+    if (locked && geteuid() == 0)
+        QSKIP("Permission bits do not stop root from reading the file.");
 
     QTemporaryDir dir;
     const QByteArray xml = vantleFile(QStringLiteral("k"), "t");
-    for (const char* path : { "loc/a.xml", "loc/x/y/deep.xml", "locx/a.xml", "other/a.xml" })
+    for (const char* path : { "loc/f.xml", "loc/x/y/deep.xml", "loc/x.xml/z.xml", "locx/a.xml", "other/a.xml" })
         QVERIFY(!VTTest::writeFile(dir, QLatin1String(path), xml).isEmpty());
     QVERIFY(!VTTest::makePackage(dir, QStringLiteral("."), QStringLiteral("Shapes.vantles"), { { "a.xml", xml } })
                  .isEmpty());
     QVERIFY(QFile::link(dir.filePath(QStringLiteral("Shapes.vantles")), dir.filePath(QStringLiteral("linked"))));
+    if (!contents.isNull())
+        QVERIFY(!VTTest::writeFile(dir, file, contents).isEmpty());
+    if (locked)
+        QVERIFY(QFile::setPermissions(dir.filePath(file), QFileDevice::WriteOwner));
 
     const QString filePath = dir.path() + QLatin1Char('/') + file;
-    const QString locationPath = dir.path() + QLatin1Char('/') + location;
     VTIndex index(nullptr, {});
-    index.indexControlFile(filePath, locationPath);
-    if (depth == 0) {
-        QVERIFY(index.controlPaths().isEmpty());
-        QVERIFY(index.packages().isEmpty());
-        return;
-    }
-    QCOMPARE(index.controlPaths(), QList<VTControlPath>({ { filePath, depth } }));
-    QCOMPARE(index.packages().keys(), QStringList(package));
-    QCOMPARE(index.packages().value(package), QStringList(locationPath));
+    index.indexControlFile(filePath, dir.path() + QLatin1Char('/') + location);
+    QCOMPARE(index.controlPaths(), depth ? QList<VTControlPath>({ { filePath, depth } }) : QList<VTControlPath>());
+    QCOMPARE(index.packages().size(), depth ? 1 : 0);
 }
 
 void TestVTIndex::reindexingAddsOneRecordPerFileAndDepth()
@@ -231,7 +167,6 @@ void TestVTIndex::reindexingAddsOneRecordPerFileAndDepth()
     index.indexControlFile(file, package);
     index.indexControlFile(file, package);
     QCOMPARE(index.controlPaths(), QList<VTControlPath>({ { file, 2 } }));
-
     index.indexControlFile(file, control);
     index.indexControlFile(file, control);
     index.indexControlFile(file, package);
@@ -249,19 +184,18 @@ void TestVTIndex::packageNameIsNearestFolderWithPackageSuffix_data()
     QTest::addColumn<QString>("name"); // null: no package
 
     const QString none;
-    QTest::newRow("control folder") << "Shapes.vantles/Control" << none << QStringLiteral("Shapes");
-    QTest::newRow("package folder itself") << "Shapes.vantles" << none << QStringLiteral("Shapes");
-    QTest::newRow("below the control folder") << "Shapes.vantles/Control/sub" << none << QStringLiteral("Shapes");
-    QTest::newRow("dots in the base name") << "My.Shapes.vantles/Control" << none << QStringLiteral("My.Shapes");
-    QTest::newRow("nearest of nested packages")
-        << "Outer.vantles/Inner.vantles/Control" << none << QStringLiteral("Inner");
-    QTest::newRow("file named like a package")
-        << "Outer.vantles/Control/Fake.vantles" << none << QStringLiteral("Outer");
+    QTest::newRow("control folder") << "Shapes.vantles/Control" << none << "Shapes";
+    QTest::newRow("dots in the base name") << "My.Shapes.vantles/Control" << none << "My.Shapes";
+    QTest::newRow("nearest of nested packages") << "Outer.vantles/Inner.vantles/Control" << none << "Inner";
+    QTest::newRow("file named like a package") << "Outer.vantles/Control/Fake.vantles" << none << "Outer";
     QTest::newRow("no package folder") << "plain/Control" << none << none;
     QTest::newRow("only a file named like a package") << "plain/Fake.vantles" << none << none;
     QTest::newRow("folder that does not exist") << "Missing.vantles/Control" << none << none;
-    QTest::newRow("other extension") << "Shapes.pkg/Control" << QStringLiteral("pkg") << QStringLiteral("Shapes");
-    QTest::newRow("usual extension after a change") << "Shapes.vantles/Control" << QStringLiteral("pkg") << none;
+    QTest::newRow("other extension") << "Shapes.pkg/Control"
+                                     << "pkg"
+                                     << "Shapes";
+    QTest::newRow("usual extension after a change") << "Shapes.vantles/Control"
+                                                    << "pkg" << none;
 }
 
 void TestVTIndex::packageNameIsNearestFolderWithPackageSuffix()
@@ -271,7 +205,7 @@ void TestVTIndex::packageNameIsNearestFolderWithPackageSuffix()
     QFETCH(QString, name);
 
     QTemporaryDir dir;
-    for (const char* folder : { "Shapes.vantles/Control/sub", "My.Shapes.vantles/Control",
+    for (const char* folder : { "Shapes.vantles/Control", "My.Shapes.vantles/Control",
              "Outer.vantles/Inner.vantles/Control", "Outer.vantles/Control", "plain/Control", "Shapes.pkg/Control" })
         QVERIFY(QDir(dir.path()).mkpath(QLatin1String(folder)));
     QVERIFY(!VTTest::writeFile(dir, QStringLiteral("Outer.vantles/Control/Fake.vantles"), "x").isEmpty());
@@ -289,7 +223,7 @@ void TestVTIndex::packageNameIsNearestFolderWithPackageSuffix()
 void TestVTIndex::componentPathsFollowPackagesAndSearchList_data()
 {
     QTest::addColumn<QString>("search"); // null: no attribute
-    QTest::addColumn<QString>("extra"); // setting 11, null: absent
+    QTest::addColumn<QString>("extra"); // null: setting absent
     QTest::addColumn<QStringList>("packages"); // folders, as package names
 
     const QString none;
@@ -297,12 +231,15 @@ void TestVTIndex::componentPathsFollowPackagesAndSearchList_data()
     QTest::newRow("own package only") << none << none << QStringList { "Main", "MainControl" };
     QTest::newRow("extra folder after own package") << none << extra << QStringList { "Main", "MainControl", "extra" };
     QTest::newRow("three searched packages in order")
-        << QStringLiteral("C, A;;B") << extra << QStringList { "Main", "MainControl", "extra", "C", "A", "B" };
-    QTest::newRow("unknown names skipped")
-        << QStringLiteral("Nope A\tAlso") << none << QStringList { "Main", "MainControl", "A" };
-    QTest::newRow("duplicates kept") << QStringLiteral("A;A ,Main") << none
+        << "C, A;;B" << extra << QStringList { "Main", "MainControl", "extra", "C", "A", "B" };
+    QTest::newRow("unknown names skipped") << "Nope A\tAlso" << none << QStringList { "Main", "MainControl", "A" };
+    QTest::newRow("duplicates kept") << "A;A ,Main" << none
                                      << QStringList { "Main", "MainControl", "A", "A", "Main", "MainControl" };
-    QTest::newRow("empty search") << QStringLiteral("") << extra << QStringList { "Main", "MainControl", "extra" };
+    QTest::newRow("empty search") << "" << extra << QStringList { "Main", "MainControl", "extra" };
+    // Files outside any package are filed under the nameless package, which
+    // an empty part of the list must not name.
+    QTest::newRow("outer separators name no package")
+        << ";Main;;" << none << QStringList { "Main", "MainControl", "Main", "MainControl" };
 }
 
 void TestVTIndex::componentPathsFollowPackagesAndSearchList()
@@ -314,30 +251,27 @@ void TestVTIndex::componentPathsFollowPackagesAndSearchList()
     QTemporaryDir dir;
     QMap<QString, QString> folders;
     for (const char* name : { "Main", "A", "B", "C" }) {
-        const QString package = VTTest::makePackage(dir, QStringLiteral("data"),
-            QLatin1String(name) + QStringLiteral(".vantles"), { { "c.xml", vantleFile("k", "t") } });
-        folders.insert(QLatin1String(name), package);
+        folders.insert(QLatin1String(name),
+            VTTest::makePackage(dir, QStringLiteral("data"), QLatin1String(name) + QStringLiteral(".vantles"),
+                { { "c.xml", vantleFile("k", "t") } }));
     }
-    folders.insert(QStringLiteral("MainControl"), folders.value(QStringLiteral("Main")) + QStringLiteral("/Control"));
+    const QString mainFile = folders.value(QStringLiteral("Main")) + QStringLiteral("/Control/c.xml");
+    folders.insert(QStringLiteral("MainControl"), QFileInfo(mainFile).absolutePath());
     folders.insert(QStringLiteral("extra"), extra);
+    const QString loose = VTTest::writeFile(dir, QStringLiteral("loose/c.xml"), vantleFile("k", "t"));
 
     VTContext context;
     if (!extra.isNull())
         context.set(VTContextExtraComponentFolder, extra);
     VTIndex index(&context, {});
-    for (const QString& name :
-        { QStringLiteral("C"), QStringLiteral("B"), QStringLiteral("A"), QStringLiteral("Main") })
-        index.indexControlFile(folders.value(name) + QStringLiteral("/Control/c.xml"), folders.value(name));
-    const QString mainFile = folders.value(QStringLiteral("Main")) + QStringLiteral("/Control/c.xml");
+    for (const char* name : { "C", "B", "A", "Main" })
+        index.indexControlFile(
+            folders.value(QLatin1String(name)) + QStringLiteral("/Control/c.xml"), folders.value(QLatin1String(name)));
     index.indexControlFile(mainFile, folders.value(QStringLiteral("MainControl")));
-
+    index.indexControlFile(loose, dir.filePath(QStringLiteral("loose")));
     QStringList expectedFolders;
     for (const QString& name : packages)
         expectedFolders.append(folders.value(name));
-    QCOMPARE(
-        index.componentPathsForPackageNamed(QStringLiteral("Main")), expectedFolders.mid(0, extra.isNull() ? 2 : 3));
-    QCOMPARE(index.componentPathsForPackageNamed(QStringLiteral("Nope")),
-        extra.isNull() ? QStringList() : QStringList(extra));
 
     VTXmlElement root;
     if (!search.isNull())
@@ -349,33 +283,11 @@ void TestVTIndex::componentPathsFollowPackagesAndSearchList()
         expected.append(QDir(folder).absoluteFilePath(QStringLiteral("ui/VantleUI.qml")));
     QCOMPARE(index.componentPathsForElement(element, QStringLiteral("ui/VantleUI.qml")), expected);
 
-    // Without a package and a parent only the extra folder is left.
-    VTXmlElement loose;
-    QCOMPARE(index.componentPathsForElement(&loose, QStringLiteral("x.qml")),
-        extra.isNull() ? QStringList() : QStringList(extra + QStringLiteral("/x.qml")));
-}
-
-void TestVTIndex::emptySearchNamesDoNotReachFilesOutsidePackages()
-{
-    QTemporaryDir dir;
-    const QString package = VTTest::makePackage(
-        dir, QStringLiteral("data"), QStringLiteral("Main.vantles"), { { "c.xml", vantleFile("k", "t") } });
-    const QString loose = VTTest::writeFile(dir, QStringLiteral("loose/c.xml"), vantleFile("k", "t"));
-    const QString looseFolder = QFileInfo(loose).absolutePath();
-
-    VTContext context;
-    VTIndex index(&context, {});
-    index.indexControlFile(package + QStringLiteral("/Control/c.xml"), package);
-    index.indexControlFile(loose, looseFolder);
-    // Files outside any package are filed under the nameless package...
-    QCOMPARE(index.componentPathsForPackageNamed(QString()), QStringList(looseFolder));
-
-    // ...which a leading, trailing or doubled separator must not name.
-    VTXmlElement root;
-    root.setAttribute(QStringLiteral("search"), QStringLiteral(";Main;;"));
-    auto element = new VTXmlElement(&root);
-    element->setAttribute(QStringLiteral("VTPackagName"), QStringLiteral("Main"));
-    QCOMPARE(index.componentPathsForElement(element, QString()), QStringList({ package, package }));
+    // Files outside any package are filed under the nameless package.
+    VTXmlElement orphan;
+    QCOMPARE(index.componentPathsForElement(&orphan, QStringLiteral("x.qml")),
+        QStringList(dir.filePath(QStringLiteral("loose/x.qml")))
+            + (extra.isNull() ? QStringList() : QStringList(extra + QStringLiteral("/x.qml"))));
 }
 
 void TestVTIndex::keysAreDirectChildrenInSearchOrder()
@@ -389,334 +301,209 @@ void TestVTIndex::keysAreDirectChildrenInSearchOrder()
         dir, QStringLiteral("loc/b.xml"), "<vantles><vantle key=\"b1\"/><vantle key=\"a1\"/></vantles>");
 
     VTIndex index(nullptr, {});
-    index.indexControlFile(a, dir.filePath(QStringLiteral("loc")));
-    index.indexControlFile(gone, dir.filePath(QStringLiteral("loc")));
-    index.indexControlFile(b, dir.filePath(QStringLiteral("loc")));
+    for (const QString& file : { a, gone, b })
+        index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
     QCOMPARE(index.keys(), QStringList({ "b1", "a1", "g", "a1", "a2" }));
     QVERIFY(QFile::remove(gone));
     QCOMPARE(index.keys(), QStringList({ "b1", "a1", "a1", "a2" }));
 }
 
-void TestVTIndex::setupClearsUnlessSettingIsFalse_data()
+void TestVTIndex::setupClearsAndLostContextIsReplaced()
 {
-    QTest::addColumn<QVariant>("setting"); // invalid: absent
-    QTest::addColumn<int>("clears");
-    QTest::newRow("absent") << QVariant() << 1;
-    QTest::newRow("true") << QVariant(true) << 1;
-    QTest::newRow("false") << QVariant(false) << 0;
-}
+    for (const QVariant& setting : { QVariant(), QVariant(true), QVariant(false) }) {
+        VTContext context;
+        if (setting.isValid())
+            context.set(VTContextSetupClearsIndex, setting);
+        ClearCountingIndex index(&context, {});
+        QVERIFY(index.setup());
+        QCOMPARE(index.clears, setting == QVariant(false) ? 0 : 1);
+    }
 
-void TestVTIndex::setupClearsUnlessSettingIsFalse()
-{
-    QFETCH(QVariant, setting);
-    QFETCH(int, clears);
-    VTContext context;
-    if (setting.isValid())
-        context.set(VTContextSetupClearsIndex, setting);
-    ClearCountingIndex index(&context, {});
-    QVERIFY(index.setup());
-    QCOMPARE(index.clears, clears);
-}
-
-void TestVTIndex::contextIsMadeWhenNoneIsLeft()
-{
-    VTIndex orphan(nullptr, { QStringLiteral("/data") });
+    // Without a context, or once it is deleted, the index makes its own.
+    VTIndex orphan(nullptr, {});
     VTContext* made = orphan.context();
-    QVERIFY(made);
     QCOMPARE(made->parent(), &orphan);
     QCOMPARE(orphan.context(), made);
-    QCOMPARE(static_cast<const VTIndex&>(orphan).context(), made);
-    QCOMPARE(orphan.paths(), QStringList(QStringLiteral("/data")));
-
     auto host = new VTContext;
     host->set(VTContextPackageExtension, QStringLiteral("pkg"));
-    VTIndex watching(host, {});
+    ClearCountingIndex watching(host, {});
     QCOMPARE(watching.context(), host);
     delete host;
-    VTContext* replacement = watching.context();
-    QVERIFY(replacement);
-    QCOMPARE(replacement->parent(), &watching);
-    QVERIFY(replacement->keys().isEmpty());
+    QCOMPARE(watching.context()->parent(), &watching);
+    QVERIFY(watching.context()->keys().isEmpty());
+    QVERIFY(watching.setup());
+    QCOMPARE(watching.clears, 1);
 }
 
-void TestVTIndex::storedPathsAreSearchedAfterIndexedOnes()
+void TestVTIndex::retrieveSearchesIndexedThenStoredFiles()
 {
     QTemporaryDir dir;
-    const QString indexed = VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("k", "indexed"));
-    const QString stored = VTTest::writeFile(dir, QStringLiteral("store/s.xml"), vantleFile("s", "stored"));
-    const QString later = VTTest::writeFile(dir, QStringLiteral("loc/b.xml"), vantleFile("b", "later"));
-
     VTIndex index(nullptr, {});
-    index.indexControlFile(indexed, dir.filePath(QStringLiteral("loc")));
+    // A key defined twice in one file fails there, and only there.
+    const QString twice = addFile(index, dir, QStringLiteral("twice.xml"),
+        VTTest::controlFileXml(QString(), QString(),
+            { { "k", "<title>first</title>" }, { "j", "<title>j</title>" }, { "k", "<title>second</title>" } }));
+    const QString foreign = addFile(index, dir, QStringLiteral("f.xml"), "<config><vantle key=\"f\"/></config>");
+    QCOMPARE(Lookup(index, QStringLiteral("k")).title(), QString());
+    QCOMPARE(Lookup(index, QStringLiteral("j")).title(), QStringLiteral("j"));
+    const QString good = addFile(index, dir, QStringLiteral("good.xml"), vantleFile("k", "good"));
+    index.indexControlFile(twice, dir.path()); // searched first now, at depth 2
+
+    const QString stored = VTTest::writeFile(dir, QStringLiteral("store/s.xml"), vantleFile("s", "stored"));
     QVERIFY(index.store(nullptr, QLocale::c(), stored, 5));
     QVERIFY(index.store(nullptr, QLocale(QStringLiteral("de_DE")), stored, 5));
     QVERIFY(index.store(nullptr, QLocale::c(), stored, 7));
-    index.indexControlFile(later, dir.filePath(QStringLiteral("loc")));
-    QCOMPARE(
-        index.controlPaths(), QList<VTControlPath>({ { later, 1 }, { indexed, 1 }, { stored, 5 }, { stored, 7 } }));
+    QVERIFY(index.store(nullptr, QLocale::c(), foreign, 1));
+    const QString later = addFile(index, dir, QStringLiteral("later.xml"), vantleFile("b", "later"));
+    QCOMPARE(index.controlPaths(),
+        QList<VTControlPath>(
+            { { later, 1 }, { twice, 2 }, { good, 1 }, { twice, 1 }, { stored, 5 }, { stored, 7 }, { foreign, 1 } }));
+    QCOMPARE(Lookup(index, QStringLiteral("k")).title(), QStringLiteral("good"));
+    const Lookup found(index, QStringLiteral("s"));
+    QCOMPARE(found.title(), QStringLiteral("stored"));
+    QCOMPARE(found.depth, 5);
+    QCOMPARE(found.location, dir.filePath(QStringLiteral("store")));
 
-    QString location;
-    int depth = 0;
-    VTXmlElement* root = nullptr;
-    VTXmlElement* result = index.retrieve(QStringLiteral("s"), QLocale::c(), location, depth, root);
-    QVERIFY(result);
-    std::unique_ptr<VTXmlElement> owner(root);
-    QCOMPARE(titleOf(result), QStringLiteral("stored"));
-    QCOMPARE(depth, 5);
-    QCOMPARE(location, dir.filePath(QStringLiteral("store")));
-}
-
-void TestVTIndex::sameKeyIsServedByFileIndexedLast_data()
-{
-    QTest::addColumn<QStringList>("order");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("a then b") << QStringList { "a", "b" } << QStringLiteral("b");
-    QTest::newRow("b then a") << QStringList { "b", "a" } << QStringLiteral("a");
-    QTest::newRow("indexing a again keeps its place") << QStringList { "a", "b", "a" } << QStringLiteral("b");
-}
-
-void TestVTIndex::sameKeyIsServedByFileIndexedLast()
-{
-    QFETCH(QStringList, order);
-    QFETCH(QString, title);
-
-    QTemporaryDir dir;
-    VTIndex index(nullptr, {});
-    for (const QString& name : qAsConst(order)) {
-        const QString file
-            = VTTest::writeFile(dir, QStringLiteral("loc/%1.xml").arg(name), vantleFile("k", name.toUtf8()));
-        index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
+    // An unknown key, a key in another case or one under a foreign root.
+    for (const QString& key : { QStringLiteral("unknown"), QStringLiteral("K"), QStringLiteral("f") }) {
+        const Lookup missing(index, key);
+        QVERIFY2(!missing.result, qPrintable(key));
+        QCOMPARE(missing.location, QStringLiteral("unchanged"));
+        QCOMPARE(missing.depth, -7);
     }
-    QCOMPARE(index.controlPaths().first().path, dir.filePath(QStringLiteral("loc/%1.xml").arg(title)));
-    QCOMPARE(retrieveTitle(index, QStringLiteral("k")), title);
 }
 
-void TestVTIndex::localeOfFileMustMatchRequest_data()
+void TestVTIndex::fileIndexedLastServesAMatchingLocale_data()
 {
-    QTest::addColumn<QString>("fileLocale");
-    QTest::addColumn<bool>("localeFileFirst");
-    QTest::addColumn<bool>("withPlainFile");
+    // Each file defines "k" with its name as the title.
+    QTest::addColumn<QStringList>("files"); // "name" or "name:locale", in indexing order
     QTest::addColumn<QString>("requested");
-    QTest::addColumn<QString>("servedBy"); // "locale", "plain" or null
+    QTest::addColumn<QString>("servedBy"); // null: nothing
 
     const QString fr = QStringLiteral("fr_FR");
-    QTest::newRow("fr_FR, locale file first") << fr << true << true << fr << QStringLiteral("locale");
-    QTest::newRow("fr_FR, plain file first") << fr << false << true << fr << QStringLiteral("plain");
-    QTest::newRow("de_DE, locale file first") << fr << true << true << "de_DE" << QStringLiteral("plain");
-    QTest::newRow("de_DE, no plain file") << fr << true << false << "de_DE" << QString();
-    // QLocale completes "fr" to fr_FR and reads "fr-FR" like "fr_FR".
-    QTest::newRow("request fr completes to fr_FR") << fr << true << false << "fr" << QStringLiteral("locale");
-    QTest::newRow("file fr completes to fr_FR") << "fr" << true << false << fr << QStringLiteral("locale");
-    QTest::newRow("dash in file locale") << "fr-FR" << true << false << fr << QStringLiteral("locale");
-    QTest::newRow("other country") << fr << true << true << "fr_CA" << QStringLiteral("plain");
-    QTest::newRow("empty locale serves all") << "" << true << true << "de_DE" << QStringLiteral("locale");
+    QTest::newRow("a then b") << QStringList { "a", "b" } << fr << "b";
+    QTest::newRow("b then a") << QStringList { "b", "a" } << fr << "a";
+    QTest::newRow("indexing a again keeps its place") << QStringList { "a", "b", "a" } << fr << "b";
+    QTest::newRow("fr_FR, locale file last") << QStringList { "plain", "l:fr_FR" } << fr << "l";
+    QTest::newRow("fr_FR, plain file last") << QStringList { "l:fr_FR", "plain" } << fr << "plain";
+    QTest::newRow("de_DE falls through") << QStringList { "plain", "l:fr_FR" } << "de_DE"
+                                         << "plain";
+    QTest::newRow("de_DE, no plain file") << QStringList { "l:fr_FR" } << "de_DE" << QString();
+    QTest::newRow("other country") << QStringList { "plain", "l:fr_FR" } << "fr_CA"
+                                   << "plain";
+    QTest::newRow("file fr completes to fr_FR") << QStringList { "l:fr" } << fr << "l";
 }
 
-void TestVTIndex::localeOfFileMustMatchRequest()
+void TestVTIndex::fileIndexedLastServesAMatchingLocale()
 {
-    QFETCH(QString, fileLocale);
-    QFETCH(bool, localeFileFirst);
-    QFETCH(bool, withPlainFile);
+    QFETCH(QStringList, files);
     QFETCH(QString, requested);
     QFETCH(QString, servedBy);
 
     QTemporaryDir dir;
-    const QString loc = dir.filePath(QStringLiteral("loc"));
-    const QString localeFile
-        = VTTest::writeFile(dir, QStringLiteral("loc/l.xml"), vantleFile("k", "locale", fileLocale));
-    const QString plainFile = VTTest::writeFile(dir, QStringLiteral("loc/p.xml"), vantleFile("k", "plain"));
     VTIndex index(nullptr, {});
-    // The file indexed last is searched first.
-    if (withPlainFile && localeFileFirst)
-        index.indexControlFile(plainFile, loc);
-    index.indexControlFile(localeFile, loc);
-    if (withPlainFile && !localeFileFirst)
-        index.indexControlFile(plainFile, loc);
-    QCOMPARE(index.controlPaths().size(), withPlainFile ? 2 : 1);
-
-    const QString title = retrieveTitle(index, QStringLiteral("k"), QLocale(requested));
+    for (const QString& spec : qAsConst(files)) {
+        const QString name = spec.section(QLatin1Char(':'), 0, 0);
+        addFile(index, dir, name + QStringLiteral(".xml"),
+            vantleFile(QStringLiteral("k"), name.toUtf8(), spec.section(QLatin1Char(':'), 1)));
+    }
+    QCOMPARE(index.controlPaths().size(), QSet<QString>(files.begin(), files.end()).size());
+    const QString title = Lookup(index, QStringLiteral("k"), QLocale(requested)).title();
     QCOMPARE(title, servedBy);
     QCOMPARE(title.isNull(), servedBy.isNull());
-}
-
-void TestVTIndex::keyDefinedTwiceFailsOnlyInThatFile()
-{
-    QTemporaryDir dir;
-    const QString loc = dir.filePath(QStringLiteral("loc"));
-    const QString good = VTTest::writeFile(dir, QStringLiteral("loc/good.xml"), vantleFile("k", "good"));
-    const QString twice = VTTest::writeFile(dir, QStringLiteral("loc/twice.xml"),
-        VTTest::controlFileXml(QString(), QString(),
-            { { "k", "<title>first</title>" }, { "j", "<title>j</title>" }, { "k", "<title>second</title>" } }));
-
-    VTIndex index(nullptr, {});
-    index.indexControlFile(twice, loc);
-    QCOMPARE(retrieveTitle(index, QStringLiteral("k")), QString());
-    QCOMPARE(retrieveTitle(index, QStringLiteral("j")), QStringLiteral("j"));
-    index.indexControlFile(good, loc);
-    index.indexControlFile(twice, dir.path()); // searched first now, at depth 2
-    QCOMPARE(index.controlPaths().first(), VTControlPath({ twice, 2 }));
-    QCOMPARE(retrieveTitle(index, QStringLiteral("k")), QStringLiteral("good"));
-}
-
-void TestVTIndex::unknownKeyOrForeignRootLeavesOutParametersAlone()
-{
-    QTemporaryDir dir;
-    const QString file = VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("k", "t"));
-    const QString foreign = VTTest::writeFile(dir, QStringLiteral("loc/f.xml"), "<config><vantle key=\"f\"/></config>");
-    VTIndex index(nullptr, {});
-    index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
-    index.indexControlFile(foreign, dir.filePath(QStringLiteral("loc")));
-    QCOMPARE(index.controlPaths().size(), 1);
-    index.store(nullptr, QLocale::c(), foreign, 1);
-
-    for (const QString& key : { QStringLiteral("unknown"), QStringLiteral("K"), QStringLiteral("f") }) {
-        QString location = QStringLiteral("unchanged");
-        int depth = -7;
-        VTXmlElement* root = nullptr;
-        QVERIFY2(!index.retrieve(key, QLocale::c(), location, depth, root), qPrintable(key));
-        QCOMPARE(location, QStringLiteral("unchanged"));
-        QCOMPARE(depth, -7);
-    }
 }
 
 void TestVTIndex::retrievedElementCarriesItsOrigin()
 {
     QTemporaryDir dir;
-    const QByteArray xml
-        = "<vantles locale=\"en_US\" search=\"Other\" owner=\"me\">\n"
-          "<vantle key=\"square\"><title>Square</title></vantle>\n"
-          "<vantle key=\"circle\" shortcut=\"Ctrl+C\"><title>Circle</title><text>Round</text></vantle>\n"
-          "</vantles>\n";
+    const QByteArray xml = "<vantles locale=\"en_US\" search=\"Other\">\n<vantle key=\"square\"/>\n"
+                           "<vantle key=\"circle\"><title>Circle</title></vantle>\n</vantles>\n";
     VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("Shapes.vantles"), { { "shapes.xml", xml } });
     // Reached through a link: the location is reported as indexed, not resolved.
     QVERIFY(QFile::link(dir.filePath(QStringLiteral("data")), dir.filePath(QStringLiteral("link"))));
     const QString package = dir.filePath(QStringLiteral("link/Shapes.vantles"));
-    const QString control = package + QStringLiteral("/Control");
     const QString asIndexed = package + QStringLiteral("/./Control/shapes.xml");
-    const QString outside = VTTest::writeFile(dir, QStringLiteral("loose/o.xml"), vantleFile("loose", "Loose"));
-
     VTIndex index(nullptr, {});
     index.indexControlFile(asIndexed, package);
-    index.indexControlFile(outside, dir.filePath(QStringLiteral("loose")));
-    QCOMPARE(index.controlPaths().last(), VTControlPath({ asIndexed, 2 }));
+    addFile(index, dir, QStringLiteral("o.xml"), vantleFile("loose", "Loose"));
 
-    QString location;
-    int depth = 0;
-    VTXmlElement* root = nullptr;
-    VTXmlElement* result
-        = index.retrieve(QStringLiteral("circle"), QLocale(QStringLiteral("en_US")), location, depth, root);
-    QVERIFY(result);
-    std::unique_ptr<VTXmlElement> owner(root);
-    QCOMPARE(location, control);
-    QCOMPARE(depth, 2);
-    QCOMPARE(result->getTagName(), QStringLiteral("vantle"));
-    QCOMPARE(result->attribute(QStringLiteral("VTLocation")), asIndexed);
-    QCOMPARE(result->attribute(QStringLiteral("VTPackagName")), QStringLiteral("Shapes"));
-    QCOMPARE(result->attribute(QStringLiteral("shortcut")), QStringLiteral("Ctrl+C"));
-    QCOMPARE(titleOf(result), QStringLiteral("Circle"));
-    QCOMPARE(result->childElement(QStringLiteral("text"))->content(), QStringLiteral("Round"));
+    const Lookup circle(index, QStringLiteral("circle"), QLocale(QStringLiteral("en_US")));
+    QCOMPARE(circle.title(), QStringLiteral("Circle"));
+    QCOMPARE(circle.location, package + QStringLiteral("/Control"));
+    QCOMPARE(circle.depth, 2);
+    QCOMPARE(circle.result->attribute(QStringLiteral("VTLocation")), asIndexed);
+    QCOMPARE(circle.result->attribute(QStringLiteral("VTPackagName")), QStringLiteral("Shapes"));
+    QCOMPARE(circle.root->children(), QObjectList({ circle.result }));
+    QCOMPARE(circle.root->attribute(QStringLiteral("search")), QStringLiteral("Other"));
 
-    QCOMPARE(result->parent(), root);
-    QCOMPARE(root->children(), QObjectList({ result }));
-    QCOMPARE(root->getTagName(), QStringLiteral("vantles"));
-    QCOMPARE(root->attributeNames(), QStringList({ "locale", "owner", "search" }));
-    QCOMPARE(root->attribute(QStringLiteral("search")), QStringLiteral("Other"));
-    QCOMPARE(root->attribute(QStringLiteral("owner")), QStringLiteral("me"));
-
-    VTXmlElement* looseRoot = nullptr;
-    VTXmlElement* loose = index.retrieve(QStringLiteral("loose"), QLocale::c(), location, depth, looseRoot);
-    QVERIFY(loose);
-    std::unique_ptr<VTXmlElement> looseOwner(looseRoot);
-    QCOMPARE(location, dir.filePath(QStringLiteral("loose")));
-    QCOMPARE(depth, 1);
-    QVERIFY(loose->hasAttribute(QStringLiteral("VTPackagName")));
-    QVERIFY(loose->attribute(QStringLiteral("VTPackagName")).isEmpty());
+    const Lookup loose(index, QStringLiteral("loose"));
+    QCOMPARE(loose.title(), QStringLiteral("Loose"));
+    QCOMPARE(loose.location, dir.filePath(QStringLiteral("loc")));
+    QCOMPARE(loose.depth, 1);
+    QVERIFY(loose.result->hasAttribute(QStringLiteral("VTPackagName")));
+    QVERIFY(loose.result->attribute(QStringLiteral("VTPackagName")).isEmpty());
 }
 
 void TestVTIndex::keyDataAttributesAreMerged_data()
 {
-    QTest::addColumn<QString>("setting"); // "file", "empty" or "missing"
-    QTest::addColumn<QByteArray>("keyData");
+    QTest::addColumn<QByteArray>("keyData"); // inside <vantlekeys>; null: no such file
     QTest::addColumn<QStringList>("expected"); // title, key, name, extra ("-": absent)
 
+    const QStringList unchanged { "own", "k", "orig", "-" };
     QTest::newRow("title and key copied, key replaced")
-        << "file" << QByteArray("<vantlekeys><key name=\"k\" title=\"T\" key=\"K2\"/></vantlekeys>")
-        << QStringList { "T", "K2", "orig", "-" };
+        << QByteArray("<key name=\"k\" title=\"T\" key=\"K2\"/>") << QStringList { "T", "K2", "orig", "-" };
     QTest::newRow("only the first entry with the name")
-        << "file"
-        << QByteArray("<vantlekeys><key name=\"k\" title=\"first\"/><key name=\"k\" title=\"second\" extra=\"x\"/>"
-                      "</vantlekeys>")
+        << QByteArray("<key name=\"k\" title=\"first\"/><key name=\"k\" title=\"second\" extra=\"x\"/>")
         << QStringList { "first", "k", "orig", "-" };
     QTest::newRow("entries of other keys passed over")
-        << "file"
-        << QByteArray("<vantlekeys><key name=\"z\" title=\"Z\"/>\n<key name=\"k\" extra=\"E\"><note>n</note></key>"
-                      "</vantlekeys>")
+        << QByteArray("<key name=\"z\" title=\"Z\"/>\n<key name=\"k\" extra=\"E\"><note>n</note></key>")
         << QStringList { "own", "k", "orig", "E" };
-    QTest::newRow("no entry for the key")
-        << "file" << QByteArray("<vantlekeys><key name=\"z\" title=\"Z\"/></vantlekeys>")
-        << QStringList { "own", "k", "orig", "-" };
-    QTest::newRow("setting empty") << "empty" << QByteArray() << QStringList { "own", "k", "orig", "-" };
-    QTest::newRow("setting names a missing file")
-        << "missing" << QByteArray() << QStringList { "own", "k", "orig", "-" };
+    QTest::newRow("no entry for the key") << QByteArray("<key name=\"z\" title=\"Z\"/>") << unchanged;
+    QTest::newRow("setting names a missing file") << QByteArray() << unchanged;
 }
 
 void TestVTIndex::keyDataAttributesAreMerged()
 {
-    QFETCH(QString, setting);
     QFETCH(QByteArray, keyData);
     QFETCH(QStringList, expected);
 
     QTemporaryDir dir;
-    const QString file = VTTest::writeFile(dir, QStringLiteral("loc/a.xml"),
-        "<vantles><vantle key=\"k\" name=\"orig\" title=\"own\"/><vantle key=\"z\"/></vantles>");
-    const QString keys = VTTest::writeFile(dir, QStringLiteral("keys.xml"), keyData);
+    if (!keyData.isNull())
+        VTTest::writeFile(dir, QStringLiteral("keys.xml"), "<vantlekeys>" + keyData + "</vantlekeys>");
     VTContext context;
-    if (setting == QLatin1String("file"))
-        context.set(VTContextKeyDataFile, keys);
-    else if (setting == QLatin1String("empty"))
-        context.set(VTContextKeyDataFile, QString());
-    else
-        context.set(VTContextKeyDataFile, dir.filePath(QStringLiteral("missing.xml")));
+    context.set(VTContextKeyDataFile, dir.filePath(QStringLiteral("keys.xml")));
     VTIndex index(&context, {});
-    index.indexControlFile(file, dir.filePath(QStringLiteral("loc")));
-
-    QString location;
-    int depth = 0;
-    VTXmlElement* root = nullptr;
-    VTXmlElement* result = index.retrieve(QStringLiteral("k"), QLocale::c(), location, depth, root);
-    QVERIFY(result);
-    std::unique_ptr<VTXmlElement> owner(root);
+    const QString file = addFile(index, dir, QStringLiteral("a.xml"),
+        "<vantles><vantle key=\"k\" name=\"orig\" title=\"own\"/><vantle key=\"z\"/></vantles>");
+    const Lookup found(index, QStringLiteral("k"));
+    QVERIFY(found.result);
     QStringList actual;
     for (const char* name : { "title", "key", "name", "extra" }) {
-        const QString value = result->attribute(QLatin1String(name));
-        actual.append(result->hasAttribute(QLatin1String(name)) ? value : QStringLiteral("-"));
+        const QString value = found.result->attribute(QLatin1String(name));
+        actual.append(found.result->hasAttribute(QLatin1String(name)) ? value : QStringLiteral("-"));
     }
     QCOMPARE(actual, expected);
-    QCOMPARE(result->attribute(QStringLiteral("VTLocation")), file);
+    QCOMPARE(found.result->attribute(QStringLiteral("VTLocation")), file);
 }
 
 void TestVTIndex::brokenControlFilesGiveNullWithoutCrash_data()
 {
     QTest::addColumn<QByteArray>("contents"); // null: file removed
-    QTest::addColumn<bool>("fatal");
     QTest::addColumn<bool>("served");
 
-    QTest::newRow("truncated before the key") << QByteArray("<vantles>\n<vantle key=\"z\"><t>") << true << false;
-    QTest::newRow("garbage after the root") << QByteArray("<vantles>\n& < > <<\n") << true << false;
-    QTest::newRow("plain text") << QByteArray("just some words") << true << false;
-    QTest::newRow("binary bytes") << QByteArray("\x01\x02\xff\xfe\x00\x10", 6) << true << false;
-    QTest::newRow("empty file") << QByteArray("") << true << false;
-    QTest::newRow("file removed after indexing") << QByteArray() << false << false;
+    QTest::newRow("truncated before the key") << QByteArray("<vantles>\n<vantle key=\"z\"><t>") << false;
+    QTest::newRow("binary bytes") << QByteArray("\x01\x02\xff\xfe\x00\x10", 6) << false;
+    QTest::newRow("empty file") << QByteArray("") << false;
+    QTest::newRow("file removed after indexing") << QByteArray() << false;
     // The parser hands back what it built before the error, so a vantle that
     // was complete by then is served.
     QTest::newRow("truncated after the matching vantle")
-        << QByteArray("<vantles>\n<vantle key=\"k\"><title>t</title></vantle>\n<vantle key=\"z\">") << true << true;
+        << QByteArray("<vantles>\n<vantle key=\"k\"><title>t</title></vantle>\n<vantle key=\"z\">") << true;
 }
 
 void TestVTIndex::brokenControlFilesGiveNullWithoutCrash()
 {
     QFETCH(QByteArray, contents);
-    QFETCH(bool, fatal);
     QFETCH(bool, served);
 
     QTemporaryDir dir;
@@ -726,24 +513,16 @@ void TestVTIndex::brokenControlFilesGiveNullWithoutCrash()
     VTIndex index(nullptr, {});
     index.store(nullptr, QLocale::c(), file, 1);
 
-    QString location = QStringLiteral("unchanged");
-    int depth = -1;
-    VTXmlElement* root = nullptr;
-    VTXmlElement* result = nullptr;
-    QStringList messages;
-    {
-        VTTest::MessageLog log;
-        result = index.retrieve(QStringLiteral("k"), QLocale::c(), location, depth, root);
-        messages = log.debugMessages();
-    }
-    std::unique_ptr<VTXmlElement> owner(result ? root : nullptr);
-    QCOMPARE(result != nullptr, served);
-    QCOMPARE(location, served ? dir.filePath(QStringLiteral("loc")) : QStringLiteral("unchanged"));
-    QCOMPARE(messages.size(), fatal ? 1 : 0);
-    if (fatal) {
-        static const QRegularExpression fatalError(QStringLiteral("^\"Fatal error at \\d+,\\d+ : .+\"$"));
-        QVERIFY2(fatalError.match(messages.first()).hasMatch(), qPrintable(messages.first()));
-    }
+    VTTest::MessageLog log;
+    const Lookup found(index, QStringLiteral("k"));
+    const QStringList messages = log.debugMessages();
+    QCOMPARE(found.result != nullptr, served);
+    QCOMPARE(found.location, served ? dir.filePath(QStringLiteral("loc")) : QStringLiteral("unchanged"));
+    // A file that is there but broken is reported once.
+    QCOMPARE(messages.size(), contents.isNull() ? 0 : 1);
+    static const QRegularExpression fatalError(QStringLiteral("^\"Fatal error at \\d+,\\d+ : .+\"$"));
+    for (const QString& message : qAsConst(messages))
+        QVERIFY2(fatalError.match(message).hasMatch(), qPrintable(message));
 }
 
 QTEST_GUILESS_MAIN(TestVTIndex)
