@@ -27,33 +27,26 @@ class TestVTManager : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void qmlTypeIsRegisteredByConstruction();
-    void defaultHandlerPrintsLevelAndText_data();
-    void defaultHandlerPrintsLevelAndText();
-    void gatePassesTypesUpToThreshold_data();
-    void gatePassesTypesUpToThreshold();
-    void loadingMessagesFollowThePackageWalk_data();
-    void loadingMessagesFollowThePackageWalk();
-    void overridesTakeOverOnlyAfterConstruction();
+    void gatePassesTypesUpToThresholdToTheHandler_data();
+    void gatePassesTypesUpToThresholdToTheHandler();
+    void loadingMessagesReachOnlyTheDefaultHandler_data();
+    void loadingMessagesReachOnlyTheDefaultHandler();
     void defaultHooksAnswerWithoutTheHost();
 
     void entriesThatAreNotFoldersAreSkipped();
     void sameFolderIsScannedEachTimeButRecordedOnce();
-    void packageWithoutControlFolderSendsTwoMessages();
     void onlyFilesDirectlyInControlFolderAreIndexed();
     void symbolicLinksAreNotFollowed();
     void unreadableEntriesAreSkipped_data();
     void unreadableEntriesAreSkipped();
 
-    void givenIndexIsOpenedAndOutlivesInterface();
-    void madeIndexOutlivesInterface();
+    void indexIsOpenedAndOutlivesInterface();
     void contextIsCopiedAtConstruction();
     void alwaysShowToolTipsIsClearedOnDestruction_data();
     void alwaysShowToolTipsIsClearedOnDestruction();
     void eventFilterFollowsSetting_data();
     void eventFilterFollowsSetting();
-    void scaleIsReadFromSetting_data();
-    void scaleIsReadFromSetting();
-    void loadDataFilterBuildsOnlyVantleElements_data();
+    void scaleIsReadOnceFromSetting();
     void loadDataFilterBuildsOnlyVantleElements();
 };
 
@@ -144,82 +137,64 @@ void TestVTManager::qmlTypeIsRegisteredByConstruction()
     QVERIFY(qobject_cast<VTXmlElement*>(object.get()));
 }
 
-void TestVTManager::defaultHandlerPrintsLevelAndText_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<QString>("printed");
-    QTest::newRow("warning") << 200 << QStringLiteral("M") << QStringLiteral("Warning:M");
-    QTest::newRow("error") << 100 << QStringLiteral("M") << QStringLiteral("ERROR:M");
-    QTest::newRow("information") << 300 << QStringLiteral("M") << QStringLiteral("Information:M");
-    QTest::newRow("debug") << 400 << QStringLiteral("M") << QStringLiteral("DEBUG:M");
-    QTest::newRow("other number") << 250 << QStringLiteral("M") << QStringLiteral("250:M");
-    QTest::newRow("negative number") << -5 << QStringLiteral("M") << QStringLiteral("-5:M");
-    QTest::newRow("text with quotes and umlauts")
-        << 200 << QStringLiteral("\"Größe\" %1") << QStringLiteral("Warning:\"Größe\" %1");
-    QTest::newRow("empty text") << 100 << QStringLiteral("") << QStringLiteral("ERROR:");
-}
-
-void TestVTManager::defaultHandlerPrintsLevelAndText()
-{
-    QFETCH(int, type);
-    QFETCH(QString, message);
-    QFETCH(QString, printed);
-    VTContext context;
-    VTInterface iface(context, {});
-    std::unique_ptr<VTIndex> index(iface.manager()->index());
-    iface.context()->set(VTContextMessageThreshold, 1000);
-
-    QTest::ignoreMessage(QtDebugMsg, qPrintable(printed));
-    iface.handleMessage(VTMessageType(type), message);
-    // Through the gate the same handler is called.
-    QTest::ignoreMessage(QtDebugMsg, qPrintable(printed));
-    iface.manager()->handleMessage(VTMessageType(type), message);
-}
-
-void TestVTManager::gatePassesTypesUpToThreshold_data()
+void TestVTManager::gatePassesTypesUpToThresholdToTheHandler_data()
 {
     QTest::addColumn<QVariant>("threshold"); // invalid: absent
     QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("printed"); // by the default handler
     QTest::addColumn<bool>("passes");
-    QTest::newRow("default, error") << QVariant() << 100 << true;
-    QTest::newRow("default, warning") << QVariant() << 200 << true;
-    QTest::newRow("default, 201") << QVariant() << 201 << false;
-    QTest::newRow("default, information") << QVariant() << 300 << false;
-    QTest::newRow("default, debug") << QVariant() << 400 << false;
-    QTest::newRow("250, equal passes") << QVariant(250) << 250 << true;
-    QTest::newRow("250, one more dropped") << QVariant(250) << 251 << false;
-    QTest::newRow("400, debug") << QVariant(400) << 400 << true;
-    QTest::newRow("0, error dropped") << QVariant(0) << 100 << false;
+
+    const QVariant all(1000);
+    const QString m = QStringLiteral("M");
+    QTest::newRow("warning") << all << 200 << m << "Warning:M" << true;
+    QTest::newRow("error") << all << 100 << m << "ERROR:M" << true;
+    QTest::newRow("information") << all << 300 << m << "Information:M" << true;
+    QTest::newRow("debug") << all << 400 << m << "DEBUG:M" << true;
+    QTest::newRow("other number") << all << 250 << m << "250:M" << true;
+    QTest::newRow("negative number") << all << -5 << m << "-5:M" << true;
+    QTest::newRow("quotes and umlauts") << all << 200 << "\"Größe\" %1"
+                                        << "Warning:\"Größe\" %1" << true;
+    QTest::newRow("empty text") << all << 100 << ""
+                                << "ERROR:" << true;
+    QTest::newRow("default, warning") << QVariant() << 200 << m << "Warning:M" << true;
+    QTest::newRow("default, 201") << QVariant() << 201 << m << "201:M" << false;
+    QTest::newRow("250, equal passes") << QVariant(250) << 250 << m << "250:M" << true;
+    QTest::newRow("250, one more dropped") << QVariant(250) << 251 << m << "251:M" << false;
+    QTest::newRow("0, error dropped") << QVariant(0) << 100 << m << "ERROR:M" << false;
 }
 
-void TestVTManager::gatePassesTypesUpToThreshold()
+void TestVTManager::gatePassesTypesUpToThresholdToTheHandler()
 {
     QFETCH(QVariant, threshold);
     QFETCH(int, type);
+    QFETCH(QString, message);
+    QFETCH(QString, printed);
     QFETCH(bool, passes);
     VTContext context;
-    RecordingInterface iface(context, {});
+    VTInterface iface(context, {});
     std::unique_ptr<VTIndex> index(iface.manager()->index());
     if (threshold.isValid())
         iface.context()->set(VTContextMessageThreshold, threshold);
 
-    iface.manager()->handleMessage(VTMessageType(type), QStringLiteral("gate"));
-    QCOMPARE(iface.messages, passes ? QStringList(QStringLiteral("gate")) : QStringList());
-    QCOMPARE(iface.types, passes ? QList<int>({ type }) : QList<int>());
+    // The default handler prints whatever reaches it; the gate may drop it.
+    QTest::ignoreMessage(QtDebugMsg, qPrintable(printed));
+    iface.handleMessage(VTMessageType(type), message);
+    VTTest::MessageLog log;
+    iface.manager()->handleMessage(VTMessageType(type), message);
+    QCOMPARE(log.debugMessages(), passes ? QStringList(printed) : QStringList());
 }
 
-void TestVTManager::loadingMessagesFollowThePackageWalk_data()
+void TestVTManager::loadingMessagesReachOnlyTheDefaultHandler_data()
 {
     QTest::addColumn<QVariant>("threshold");
     QTest::addColumn<bool>("shown");
     QTest::newRow("default threshold") << QVariant() << false;
     QTest::newRow("299") << QVariant(299) << false;
     QTest::newRow("300") << QVariant(300) << true;
-    QTest::newRow("400") << QVariant(400) << true;
 }
 
-void TestVTManager::loadingMessagesFollowThePackageWalk()
+void TestVTManager::loadingMessagesReachOnlyTheDefaultHandler()
 {
     QFETCH(QVariant, threshold);
     QFETCH(bool, shown);
@@ -232,48 +207,30 @@ void TestVTManager::loadingMessagesFollowThePackageWalk()
     if (threshold.isValid())
         context.set(VTContextMessageThreshold, threshold);
 
-    QStringList messages;
-    {
-        VTTest::MessageLog log;
-        VTInterface iface(context, { data });
-        std::unique_ptr<VTIndex> index(iface.manager()->index());
-        QCOMPARE(iface.keys(), QStringList(QStringLiteral("k")));
-        messages = informationOnly(log.debugMessages());
-    }
-    if (!shown) {
-        QCOMPARE(messages, QStringList());
-        return;
-    }
-    QCOMPARE(messages.size(), 5);
-    QCOMPARE(messages.mid(0, 4),
-        QStringList({
-            QStringLiteral("indexing packages (*.vantles) in %1 ").arg(data),
-            QStringLiteral("indexing control files in %1").arg(package),
-            QStringLiteral("looking for control files in :%1/Control").arg(package),
-            QStringLiteral("found control file :%1").arg(canonical(package + QStringLiteral("/Control/a.xml"))),
-        }));
-    static const QRegularExpression timing(QStringLiteral("^Indexed packages in \\d+(\\.\\d+)? seconds$"));
-    QVERIFY2(timing.match(messages.last()).hasMatch(), qPrintable(messages.last()));
-}
-
-void TestVTManager::overridesTakeOverOnlyAfterConstruction()
-{
-    QTemporaryDir dir;
-    VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("P.vantles"), { { "a.xml", oneVantle("k") } });
-    VTContext context;
-    context.set(VTContextMessageThreshold, 300);
-
+    // While constructing, the host's overrides are not in place yet.
     VTTest::MessageLog log;
-    RecordingInterface iface(context, { dir.filePath(QStringLiteral("data")) });
+    RecordingInterface iface(context, { data });
     std::unique_ptr<VTIndex> index(iface.manager()->index());
-    QCOMPARE(informationOnly(log.debugMessages()).size(), 5);
+    QCOMPARE(iface.keys(), QStringList(QStringLiteral("k")));
     QCOMPARE(iface.messages, QStringList());
+    const QStringList messages = informationOnly(log.debugMessages());
+    QCOMPARE(messages.size(), shown ? 5 : 0);
+    if (shown) {
+        QCOMPARE(messages.mid(0, 4),
+            QStringList({
+                QStringLiteral("indexing packages (*.vantles) in %1 ").arg(data),
+                QStringLiteral("indexing control files in %1").arg(package),
+                QStringLiteral("looking for control files in :%1/Control").arg(package),
+                QStringLiteral("found control file :%1").arg(canonical(package + QStringLiteral("/Control/a.xml"))),
+            }));
+        static const QRegularExpression timing(QStringLiteral("^Indexed packages in \\d+(\\.\\d+)? seconds$"));
+        QVERIFY2(timing.match(messages.last()).hasMatch(), qPrintable(messages.last()));
+    }
 
     iface.manager()->handleMessage(VTMessageWarning, QStringLiteral("after"));
     QCOMPARE(iface.messages, QStringList(QStringLiteral("after")));
     QCOMPARE(iface.types, QList<int>({ VTMessageWarning }));
-    QVERIFY(!log.debugMessages().contains(QStringLiteral("Warning:after")));
-
+    QCOMPARE(log.debugMessages().size(), messages.size());
     QObject named;
     named.setObjectName(QStringLiteral("button"));
     QCOMPARE(iface.manager()->keyForObject(&named), QStringLiteral("host:button"));
@@ -284,24 +241,18 @@ void TestVTManager::defaultHooksAnswerWithoutTheHost()
     VTContext context;
     VTInterface iface(context, {});
     std::unique_ptr<VTIndex> index(iface.manager()->index());
-
     QObject named;
     named.setObjectName(QStringLiteral("saveButton"));
-    QObject unnamed;
-    QCOMPARE(iface.keyForObject(&named), QStringLiteral("saveButton"));
     QCOMPARE(iface.manager()->keyForObject(&named), QStringLiteral("saveButton"));
-    QVERIFY(iface.keyForObject(&unnamed).isEmpty());
+    QVERIFY(iface.keyForObject(nullptr).isEmpty());
 
     // Type 2 would start a browser, so only the other two are tried.
-    for (const QString& resource :
-        { QStringLiteral("topic"), QStringLiteral("https://example.org/"), QStringLiteral("/tmp"), QString() }) {
+    for (const QString& resource : { QStringLiteral("topic"), QStringLiteral("/tmp"), QString() }) {
         QVERIFY(!iface.openExternalResource(VTExternalResourceDocumentation, resource));
         QVERIFY(!iface.openExternalResource(VTExternalResourcePath, resource));
     }
-
     QCOMPARE(iface.shortCutForObject(QStringLiteral("k"), &named, QStringLiteral("Ctrl+S")), QStringLiteral("Ctrl+S"));
-    QCOMPARE(iface.shortCutForObject(QStringLiteral("k"), nullptr, QString()), QString());
-    QCOMPARE(iface.shortCutForObject(QString(), &named, QStringLiteral(" ")), QStringLiteral(" "));
+    QCOMPARE(iface.shortCutForObject(QString(), nullptr, QString()), QString());
     QCOMPARE(iface.createWindow(VTWindowReserved), nullptr);
     QCOMPARE(iface.createWindow(VTWindowType(7)), nullptr);
 }
@@ -310,17 +261,9 @@ void TestVTManager::entriesThatAreNotFoldersAreSkipped()
 {
     QTemporaryDir dir;
     const QString file = VTTest::writeFile(dir, QStringLiteral("file.vantles"), oneVantle("k"));
-    const QStringList dataPath { file, dir.filePath(QStringLiteral("missing")), QString() };
-
-    VTContext context;
-    VTInterface constructed(context, dataPath);
-    std::unique_ptr<VTIndex> constructedIndex(constructed.manager()->index());
-    QCOMPARE(constructed.manager()->searchPaths(), dataPath);
-    QCOMPARE(constructed.manager()->loadedDirectories(), QStringList());
-
     auto iface = recordingInterface();
     std::unique_ptr<VTIndex> index(iface->manager()->index());
-    iface->manager()->loadDataPath(dataPath);
+    iface->manager()->loadDataPath({ file, dir.filePath(QStringLiteral("missing")), QString() });
     QCOMPARE(iface->messages, QStringList());
     QCOMPARE(iface->manager()->loadedDirectories(), QStringList());
     QVERIFY(index->controlPaths().isEmpty());
@@ -353,34 +296,13 @@ void TestVTManager::sameFolderIsScannedEachTimeButRecordedOnce()
     QCOMPARE(
         index->controlPaths(), QList<VTControlPath>({ { canonical(package + QStringLiteral("/Control/a.xml")), 2 } }));
     QCOMPARE(index->packages().value(QStringLiteral("P")), QStringList(canonical(package)));
-    QCOMPARE(iface->keys(), QStringList(QStringLiteral("k")));
 
     // Reached only through the link, the package is still indexed.
     auto linkedOnly = recordingInterface();
     std::unique_ptr<VTIndex> linkedIndex(linkedOnly->manager()->index());
     linkedOnly->manager()->loadDataPath({ link });
     QCOMPARE(linkedIndex->controlPaths(), index->controlPaths());
-    QCOMPARE(linkedIndex->packages(), index->packages());
     QCOMPARE(linkedOnly->manager()->loadedDirectories(), QStringList(canonical(data)));
-}
-
-void TestVTManager::packageWithoutControlFolderSendsTwoMessages()
-{
-    QTemporaryDir dir;
-    const QString data = dir.filePath(QStringLiteral("data"));
-    const QString package = VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("Empty.vantles"), {});
-    VTTest::writeFile(dir, QStringLiteral("data/Empty.vantles/control/a.xml"), oneVantle("k"));
-
-    auto iface = recordingInterface();
-    std::unique_ptr<VTIndex> index(iface->manager()->index());
-    iface->manager()->loadDataPath({ data });
-    QCOMPARE(iface->messages,
-        QStringList({
-            QStringLiteral("indexing packages (*.vantles) in %1 ").arg(data),
-            QStringLiteral("indexing control files in %1").arg(package),
-            QStringLiteral("looking for control files in :%1/Control").arg(package),
-        }));
-    QVERIFY(index->controlPaths().isEmpty());
 }
 
 void TestVTManager::onlyFilesDirectlyInControlFolderAreIndexed()
@@ -392,17 +314,22 @@ void TestVTManager::onlyFilesDirectlyInControlFolderAreIndexed()
             { "notes.txt", oneVantle("notes") }, { "other.xml", "<config/>" } });
     VTTest::writeFile(dir, QStringLiteral("data/P.vantles/a.xml"), oneVantle("beside"));
     VTTest::writeFile(dir, QStringLiteral("data/loose.xml"), oneVantle("loose"));
+    // The control folder's name is matched exactly.
+    VTTest::writeFile(dir, QStringLiteral("data/Empty.vantles/control/a.xml"), oneVantle("k"));
 
     auto iface = recordingInterface();
     std::unique_ptr<VTIndex> index(iface->manager()->index());
     iface->manager()->loadDataPath({ data });
     const QString control = canonical(package + QStringLiteral("/Control"));
-    QCOMPARE(iface->messages.filter(QStringLiteral("looking for")).size(), 1);
-    QStringList found = iface->messages.filter(QStringLiteral("found control file"));
-    found.sort();
-    QCOMPARE(found,
+    QStringList messages = iface->messages.filter(QStringLiteral("control file"));
+    messages.sort();
+    QCOMPARE(messages,
         QStringList({ QStringLiteral("found control file :%1/a.xml").arg(control),
-            QStringLiteral("found control file :%1/other.xml").arg(control) }));
+            QStringLiteral("found control file :%1/other.xml").arg(control),
+            QStringLiteral("indexing control files in %1/Empty.vantles").arg(data),
+            QStringLiteral("indexing control files in %1").arg(package),
+            QStringLiteral("looking for control files in :%1/Empty.vantles/Control").arg(data),
+            QStringLiteral("looking for control files in :%1/Control").arg(package) }));
     QCOMPARE(index->controlPaths(), QList<VTControlPath>({ { control + QStringLiteral("/a.xml"), 2 } }));
     QCOMPARE(iface->keys(), QStringList(QStringLiteral("a")));
 }
@@ -470,55 +397,41 @@ void TestVTManager::unreadableEntriesAreSkipped()
     QCOMPARE(index->controlPaths().size(), controlFolderListed ? 1 : 0);
 }
 
-void TestVTManager::givenIndexIsOpenedAndOutlivesInterface()
+void TestVTManager::indexIsOpenedAndOutlivesInterface()
 {
     QTemporaryDir dir;
     VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("P.vantles"),
         { { "a.xml", oneVantle("a") }, { "b.xml", oneVantle("b") } });
+    const QStringList dataPath { dir.filePath(QStringLiteral("data")), dir.filePath(QStringLiteral("none")) };
     VTContext context;
-    auto index = std::make_unique<CountingIndex>(nullptr, QStringList());
-    QSignalSpy destroyed(index.get(), &QObject::destroyed);
-
-    auto iface = std::make_unique<VTInterface>(context, QStringList(dir.filePath(QStringLiteral("data"))), index.get());
-    QCOMPARE(iface->manager()->index(), index.get());
-    QCOMPARE(iface->manager()->interface(), iface.get());
-    QCOMPARE(index->opens, 1);
-    QCOMPARE(index->indexed, 2);
+    auto given = std::make_unique<CountingIndex>(nullptr, QStringList());
+    QSignalSpy destroyed(given.get(), &QObject::destroyed);
+    auto iface = std::make_unique<VTInterface>(context, dataPath, given.get());
+    QCOMPARE(iface->manager()->index(), given.get());
+    QCOMPARE(given->opens, 1);
+    QCOMPARE(given->indexed, 2);
     QStringList keys = iface->keys();
     keys.sort();
     QCOMPARE(keys, QStringList({ "a", "b" }));
-    QCOMPARE(iface->manager()->keys(), index->keys());
-
     iface->manager()->indexControFile(dir.filePath(QStringLiteral("data/P.vantles/Control/a.xml")), dir.path());
-    QCOMPARE(index->indexed, 3);
-    QCOMPARE(index->controlPaths().size(), 3);
-
+    QCOMPARE(given->indexed, 3);
+    QCOMPARE(given->controlPaths().size(), 3);
     iface.reset();
     QCOMPARE(destroyed.count(), 0);
-    QCOMPARE(index->opens, 1);
-}
+    QCOMPARE(given->opens, 1);
 
-void TestVTManager::madeIndexOutlivesInterface()
-{
-    QTemporaryDir dir;
-    VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("P.vantles"), { { "a.xml", oneVantle("a") } });
-    const QStringList dataPath { dir.filePath(QStringLiteral("data")), dir.filePath(QStringLiteral("none")) };
-    VTContext context;
-    auto iface = std::make_unique<VTInterface>(context, dataPath);
-    QPointer<VTIndex> index = iface->manager()->index();
-    QVERIFY(index);
-    QCOMPARE(index->parent(), nullptr);
-    QCOMPARE(index->paths(), dataPath);
-    QCOMPARE(index->context(), iface->context());
-    QCOMPARE(index->controlPaths().size(), 1);
-
+    // One the manager makes is not deleted either; it makes its own settings
+    // once the manager's copy is gone.
+    iface = std::make_unique<VTInterface>(context, dataPath);
+    QPointer<VTIndex> made = iface->manager()->index();
+    QCOMPARE(made->parent(), nullptr);
+    QCOMPARE(made->paths(), dataPath);
+    QCOMPARE(made->context(), iface->context());
     iface.reset();
-    QVERIFY(index);
-    std::unique_ptr<VTIndex> owner(index.data());
-    // The settings it read went with the manager; it makes its own.
-    QVERIFY(index->context());
-    QCOMPARE(index->context()->parent(), index.data());
-    QCOMPARE(index->keys(), QStringList(QStringLiteral("a")));
+    QVERIFY(made);
+    std::unique_ptr<VTIndex> owner(made.data());
+    QCOMPARE(made->context()->parent(), made.data());
+    QCOMPARE(made->controlPaths().size(), 2);
 }
 
 void TestVTManager::contextIsCopiedAtConstruction()
@@ -533,21 +446,15 @@ void TestVTManager::contextIsCopiedAtConstruction()
     VTContext* copy = iface.context();
     QVERIFY(copy != &host);
     QCOMPARE(iface.manager()->context(), copy);
-    QCOMPARE(static_cast<const VTInterface&>(iface).context(), copy);
-    QCOMPARE(copy->keys(), host.keys());
     QCOMPARE(copy->get(VTContextKey(1000)), QVariant(QStringLiteral("kept")));
 
     QSignalSpy copyChanged(copy, &VTContext::settingDidChange);
     host.set(VTContextMessageThreshold, 100);
     QCOMPARE(copyChanged.count(), 0);
-    QCOMPARE(copy->get(VTContextMessageThreshold), QVariant(300));
     iface.manager()->handleMessage(VTMessageInformation, QStringLiteral("still passes"));
-    QCOMPARE(iface.messages, QStringList(QStringLiteral("still passes")));
-
     copy->set(VTContextMessageThreshold, 100);
     iface.manager()->handleMessage(VTMessageInformation, QStringLiteral("dropped"));
-    QCOMPARE(iface.messages.size(), 1);
-    QCOMPARE(host.get(VTContextMessageThreshold), QVariant(100));
+    QCOMPARE(iface.messages, QStringList(QStringLiteral("still passes")));
 }
 
 void TestVTManager::alwaysShowToolTipsIsClearedOnDestruction_data()
@@ -628,53 +535,31 @@ void TestVTManager::eventFilterFollowsSetting()
     QCOMPARE(manager->thread(), QThread::currentThread());
 }
 
-void TestVTManager::scaleIsReadFromSetting_data()
+void TestVTManager::scaleIsReadOnceFromSetting()
 {
-    QTest::addColumn<QVariant>("setting"); // invalid: absent
-    QTest::addColumn<float>("scale");
-    QTest::newRow("absent") << QVariant() << 1.0f;
-    QTest::newRow("double") << QVariant(1.5) << 1.5f;
-    QTest::newRow("int") << QVariant(2) << 2.0f;
-    QTest::newRow("string") << QVariant(QStringLiteral("0.75")) << 0.75f;
-    QTest::newRow("zero") << QVariant(0.0) << 0.0f;
-}
-
-void TestVTManager::scaleIsReadFromSetting()
-{
-    QFETCH(QVariant, setting);
-    QFETCH(float, scale);
-    VTContext context;
-    if (setting.isValid())
-        context.set(VTContextInterfaceScale, setting);
-    VTInterface iface(context, {});
-    std::unique_ptr<VTIndex> index(iface.manager()->index());
-    QCOMPARE(iface.manager()->realScaleValue(), scale);
-    // Read once: later changes do not reach it.
-    iface.context()->set(VTContextInterfaceScale, 9.0);
-    QCOMPARE(iface.manager()->realScaleValue(), scale);
-}
-
-void TestVTManager::loadDataFilterBuildsOnlyVantleElements_data()
-{
-    QTest::addColumn<QString>("tag");
-    QTest::addColumn<int>("answer");
-    QTest::newRow("vantle") << "vantle" << 1;
-    QTest::newRow("vantles") << "vantles" << 1;
-    QTest::newRow("capitalised") << "Vantle" << 4;
-    QTest::newRow("longer name") << "vantlesx" << 4;
-    QTest::newRow("prefixed") << "vt:vantle" << 4;
-    QTest::newRow("title") << "title" << 4;
-    QTest::newRow("empty") << "" << 4;
+    const QList<QPair<QVariant, float>> rows { { QVariant(), 1.0f }, { QVariant(1.5), 1.5f },
+        { QVariant(QStringLiteral("0.75")), 0.75f }, { QVariant(0.0), 0.0f } };
+    for (const auto& row : rows) {
+        VTContext context;
+        if (row.first.isValid())
+            context.set(VTContextInterfaceScale, row.first);
+        VTInterface iface(context, {});
+        std::unique_ptr<VTIndex> index(iface.manager()->index());
+        QCOMPARE(iface.manager()->realScaleValue(), row.second);
+        iface.context()->set(VTContextInterfaceScale, 9.0);
+        QCOMPARE(iface.manager()->realScaleValue(), row.second);
+    }
 }
 
 void TestVTManager::loadDataFilterBuildsOnlyVantleElements()
 {
-    QFETCH(QString, tag);
-    QFETCH(int, answer);
     QXmlStreamAttributes attributes;
     attributes.append(QStringLiteral("key"), QStringLiteral("k"));
-    QCOMPARE(loadDataShouldGenerateElement(tag, attributes, nullptr), answer);
-    QCOMPARE(loadDataShouldGenerateElement(tag, {}, this), answer);
+    for (const char* tag : { "vantle", "vantles", "Vantle", "vantlesx", "vt:vantle", "title", "" }) {
+        const int answer = qstrcmp(tag, "vantle") == 0 || qstrcmp(tag, "vantles") == 0 ? 1 : 4;
+        QCOMPARE(loadDataShouldGenerateElement(QLatin1String(tag), attributes, nullptr), answer);
+        QCOMPARE(loadDataShouldGenerateElement(QLatin1String(tag), {}, this), answer);
+    }
 }
 
 QTEST_MAIN(TestVTManager)
