@@ -323,7 +323,7 @@ void TestVTXmlParser::registryChoosesClassByLocalName()
 
     // PropertyElement's attributes go to the properties of their local names,
     // its text to appendContent; the lookup is by local name, case-sensitive.
-    const Roots roots(parser.read(QByteArrayLiteral("<root xmlns:p=\"urn:p\">"
+    const Roots roots(parser.read(QByteArrayLiteral("<root xmlns:p=\" urn:p\">"
                                                     "<p:item p:title=\"A\" count=\"7\">text <sub/>more</p:item>"
                                                     "<Item/><other id=\"o\"/></root>")));
     QCOMPARE(roots.tree(), QStringLiteral("root(p:item(sub),Item,other)"));
