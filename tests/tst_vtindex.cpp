@@ -402,10 +402,10 @@ void TestVTIndex::fileIndexedLastServesAMatchingLocale()
 
     QTemporaryDir dir;
     VTIndex index(nullptr, {});
-    for (const QString& spec : qAsConst(files)) {
-        const QString name = spec.section(QLatin1Char(':'), 0, 0);
+    for (const QString& entry : qAsConst(files)) {
+        const QString name = entry.section(QLatin1Char(':'), 0, 0);
         addFile(index, dir, name + QStringLiteral(".xml"),
-            vantleFile(QStringLiteral("k"), name.toUtf8(), spec.section(QLatin1Char(':'), 1)));
+            vantleFile(QStringLiteral("k"), name.toUtf8(), entry.section(QLatin1Char(':'), 1)));
     }
     QCOMPARE(index.controlPaths().size(), QSet<QString>(files.begin(), files.end()).size());
     const QString title = Lookup(index, QStringLiteral("k"), QLocale(requested)).title();
