@@ -78,6 +78,8 @@ void TestDemo::cleanupTestCase()
     m_vantles.reset();
     delete index;
     m_window.reset();
+    // The manager deletes its current window later.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 bool TestDemo::hover(const QString& key)
