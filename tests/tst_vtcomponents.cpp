@@ -43,13 +43,10 @@ QRect sliderRect(const QScrollBar* bar)
 {
     QStyleOptionSlider option;
     option.initFrom(bar);
-    option.subControls = QStyle::SC_All;
     option.orientation = bar->orientation();
     option.minimum = bar->minimum();
     option.maximum = bar->maximum();
     option.sliderPosition = bar->sliderPosition();
-    option.sliderValue = bar->value();
-    option.singleStep = bar->singleStep();
     option.pageStep = bar->pageStep();
     if (bar->orientation() == Qt::Horizontal)
         option.state |= QStyle::State_Horizontal;
@@ -79,11 +76,6 @@ const QByteArray horizontalBarQml = R"(Rectangle {
 }
 )";
 
-VTScrollBarComponent* barOf(QQuickWidget* widget)
-{
-    return widget->rootObject()->findChild<VTScrollBarComponent*>(QStringLiteral("bar"));
-}
-
 } // namespace
 
 class TestVTComponents : public QObject {
@@ -102,12 +94,9 @@ private Q_SLOTS:
     void rangeIsKeptInHundredths_data();
     void rangeIsKeptInHundredths();
     void positionNotifiesPerChange();
-    void thicknessFollowsOrientation_data();
-    void thicknessFollowsOrientation();
-    void visibilityAndOpacityReachScrollBar();
-    void draggingHandleMovesPosition();
-    void wheelMovesPosition();
-    void barIsPaintedWithItsHandle();
+    void itemStateReachesScrollBar_data();
+    void itemStateReachesScrollBar();
+    void pointerMovesPaintedHandle();
 
 private:
     // Shows @p qml in a QQuickWidget sized to its root item.
@@ -208,16 +197,15 @@ void TestVTComponents::paintFollowsStyleAndNesting_data()
     QTest::addColumn<bool>("paints");
     QTest::addColumn<int>("left");
     QTest::addColumn<int>("right");
-    QTest::addColumn<bool>("toolTipColor");
 
     // left and right: the outermost columns the rectangle's outline covers.
-    QTest::newRow("tooltip root") << true << false << 30.0 << true << 0 << 30 << true;
-    QTest::newRow("tooltip nested") << true << true << 30.0 << true << 0 << 30 << true;
-    QTest::newRow("tooltip half pixel rounds up") << true << false << 30.5 << true << 0 << 31 << true;
-    QTest::newRow("tooltip under half rounds down") << true << false << 30.4 << true << 0 << 30 << true;
-    QTest::newRow("plain root grows a pixel") << false << false << 30.0 << true << -1 << 31 << false;
-    QTest::newRow("plain root half pixel rounds up") << false << false << 30.5 << true << -1 << 32 << false;
-    QTest::newRow("plain nested paints nothing") << false << true << 30.0 << false << 0 << 0 << false;
+    QTest::newRow("tooltip root") << true << false << 30.0 << true << 0 << 30;
+    QTest::newRow("tooltip nested") << true << true << 30.0 << true << 0 << 30;
+    QTest::newRow("tooltip half pixel rounds up") << true << false << 30.5 << true << 0 << 31;
+    QTest::newRow("tooltip under half rounds down") << true << false << 30.4 << true << 0 << 30;
+    QTest::newRow("plain root grows a pixel") << false << false << 30.0 << true << -1 << 31;
+    QTest::newRow("plain root half pixel rounds up") << false << false << 30.5 << true << -1 << 32;
+    QTest::newRow("plain nested paints nothing") << false << true << 30.0 << false << 0 << 0;
 }
 
 void TestVTComponents::paintFollowsStyleAndNesting()
@@ -228,7 +216,6 @@ void TestVTComponents::paintFollowsStyleAndNesting()
     QFETCH(bool, paints);
     QFETCH(int, left);
     QFETCH(int, right);
-    QFETCH(bool, toolTipColor);
 
     QQuickItem parent;
     VTStyledRectangleComponent item;
@@ -254,7 +241,7 @@ void TestVTComponents::paintFollowsStyleAndNesting()
     QVERIFY(QColor(image.pixel(10 + left, y)) != marker);
     QVERIFY(QColor(image.pixel(10 + right, y)) != marker);
     QCOMPARE(QColor(image.pixel(10 + right + 1, y)), marker);
-    QCOMPARE(QColor(image.pixel(10 + 15, 10 + 10)), toolTipColor ? toolTipBase() : windowColor());
+    QCOMPARE(QColor(image.pixel(10 + 15, 10 + 10)), toolTipStyle ? toolTipBase() : windowColor());
 }
 
 void TestVTComponents::sceneRootPaintsWindowColour()
@@ -295,21 +282,17 @@ void TestVTComponents::rangeIsKeptInHundredths()
     QFETCH(float, value);
     QFETCH(int, stored);
 
-    VTScrollBarComponent startItem;
-    QSignalSpy startChanged(&startItem, &VTScrollBarComponent::startChanged);
-    startItem.setStart(value);
-    startItem.setStart(value);
-    QCOMPARE(startChanged.count(), 2);
-    QCOMPARE(startItem.scrollBar()->minimum(), stored);
-    QCOMPARE(startItem.start(), float(stored / 100.0));
-
-    VTScrollBarComponent endItem;
-    QSignalSpy endChanged(&endItem, &VTScrollBarComponent::endChanged);
-    endItem.setProperty("end", value);
-    endItem.setProperty("end", value);
-    QCOMPARE(endChanged.count(), 2);
-    QCOMPARE(endItem.scrollBar()->maximum(), stored);
-    QCOMPARE(endItem.end(), float(stored / 100.0));
+    // The setter and the QML property take the same path.
+    for (const char* property : { "start", "end" }) {
+        VTScrollBarComponent item;
+        const bool start = qstrcmp(property, "start") == 0;
+        QSignalSpy changed(&item, start ? &VTScrollBarComponent::startChanged : &VTScrollBarComponent::endChanged);
+        for (int i = 0; i < 2; ++i)
+            start ? item.setStart(value) : void(item.setProperty(property, value));
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(start ? item.scrollBar()->minimum() : item.scrollBar()->maximum(), stored);
+        QCOMPARE(start ? item.start() : item.end(), float(stored / 100.0));
+    }
 }
 
 void TestVTComponents::positionNotifiesPerChange()
@@ -345,7 +328,7 @@ void TestVTComponents::positionNotifiesPerChange()
     QCOMPARE(item.position(), 7.0f);
 }
 
-void TestVTComponents::thicknessFollowsOrientation_data()
+void TestVTComponents::itemStateReachesScrollBar_data()
 {
     QTest::addColumn<bool>("horizontal");
     QTest::addColumn<QSizeF>("size");
@@ -357,7 +340,7 @@ void TestVTComponents::thicknessFollowsOrientation_data()
     QTest::newRow("fractions truncated") << true << QSizeF(40.7, 12.9) << QSize(40, 12) << 12.0f;
 }
 
-void TestVTComponents::thicknessFollowsOrientation()
+void TestVTComponents::itemStateReachesScrollBar()
 {
     QFETCH(bool, horizontal);
     QFETCH(QSizeF, size);
@@ -375,11 +358,7 @@ void TestVTComponents::thicknessFollowsOrientation()
     QCOMPARE(item.scrollBar()->size(), barSize);
     QCOMPARE(item.scrollBar()->maximumSize(), barSize);
     QCOMPARE(item.scrollBarWidth(), thickness);
-}
 
-void TestVTComponents::visibilityAndOpacityReachScrollBar()
-{
-    VTScrollBarComponent item;
     QScrollBar* bar = item.scrollBar();
     item.setVisible(false);
     QVERIFY(bar->isHidden());
@@ -390,70 +369,14 @@ void TestVTComponents::visibilityAndOpacityReachScrollBar()
     QVERIFY2(qAbs(bar->windowOpacity() - 0.5) < 0.01, qPrintable(QString::number(bar->windowOpacity())));
 }
 
-void TestVTComponents::draggingHandleMovesPosition()
+void TestVTComponents::pointerMovesPaintedHandle()
 {
     auto widget = showScene(horizontalBarQml);
     QVERIFY(widget);
-    auto item = barOf(widget.get());
+    auto item = widget->rootObject()->findChild<VTScrollBarComponent*>(QStringLiteral("bar"));
     QVERIFY(item);
     QCOMPARE(item->scrollBar()->size(), QSize(200, 20));
     QSignalSpy changed(item, &VTScrollBarComponent::positionChanged);
-
-    const QPoint offset(20, 10);
-    const QPoint grab = offset + sliderRect(item->scrollBar()).center();
-    QTest::mousePress(widget.get(), Qt::LeftButton, Qt::NoModifier, grab);
-    QVERIFY(item->scrollBar()->isSliderDown());
-    QTest::mouseMove(widget.get(), grab + QPoint(30, 0));
-    QTest::mouseMove(widget.get(), grab + QPoint(60, 0));
-    const float dragged = item->position();
-    QVERIFY2(dragged > 0.5f && dragged < 10.0f, qPrintable(QString::number(dragged)));
-    QVERIFY(changed.count() > 0);
-
-    // The grab holds beyond the item's edge.
-    QTest::mouseMove(widget.get(), QPoint(widget->width() - 1, 35));
-    QCOMPARE(item->position(), 10.0f);
-    QTest::mouseRelease(widget.get(), Qt::LeftButton, Qt::NoModifier, QPoint(widget->width() - 1, 35));
-    QVERIFY(!item->scrollBar()->isSliderDown());
-    QCOMPARE(item->position(), 10.0f);
-}
-
-void TestVTComponents::wheelMovesPosition()
-{
-    auto widget = showScene(R"(Rectangle {
-    width: 60; height: 140; color: "#ff00ff"
-    VTScrollBar {
-        objectName: "bar"
-        x: 20; y: 10; width: 20; height: 120
-        start: 0; end: 10
-        Component.onCompleted: updateDimensions()
-    }
-}
-)");
-    QVERIFY(widget);
-    auto item = barOf(widget.get());
-    QVERIFY(item);
-    QSignalSpy changed(item, &VTScrollBarComponent::positionChanged);
-
-    const QPointF pos(30, 70);
-    QWheelEvent down(pos, widget->mapToGlobal(pos), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
-        Qt::NoScrollPhase, false);
-    QCoreApplication::sendEvent(widget.get(), &down);
-    QVERIFY(changed.count() > 0);
-    const float scrolled = item->position();
-    QVERIFY2(scrolled > 0.0f, qPrintable(QString::number(scrolled)));
-
-    QWheelEvent up(pos, widget->mapToGlobal(pos), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
-        Qt::NoScrollPhase, false);
-    QCoreApplication::sendEvent(widget.get(), &up);
-    QCOMPARE(item->position(), 0.0f);
-}
-
-void TestVTComponents::barIsPaintedWithItsHandle()
-{
-    auto widget = showScene(horizontalBarQml);
-    QVERIFY(widget);
-    auto item = barOf(widget.get());
-    QVERIFY(item);
     const QRect barArea(20, 10, 200, 20);
 
     const QImage atStart = widget->grabFramebuffer();
@@ -463,15 +386,43 @@ void TestVTComponents::barIsPaintedWithItsHandle()
     QCOMPARE(countPixels(atStart, barArea, marker), 0);
 
     const QRect handleAtStart = sliderRect(item->scrollBar()).translated(barArea.topLeft());
-    item->setPosition(10);
+    const QPoint grab = handleAtStart.center();
+    QTest::mousePress(widget.get(), Qt::LeftButton, Qt::NoModifier, grab);
+    QVERIFY(item->scrollBar()->isSliderDown());
+    QTest::mouseMove(widget.get(), grab + QPoint(30, 0));
+    QTest::mouseMove(widget.get(), grab + QPoint(60, 0));
+    const float dragged = item->position();
+    QVERIFY2(dragged > 0.5f && dragged < 10.0f, qPrintable(QString::number(dragged)));
+    QVERIFY(changed.count() > 0);
+    // The grab holds beyond the item's edge.
+    const QPoint outside(widget->width() - 1, 35);
+    QTest::mouseMove(widget.get(), outside);
+    QCOMPARE(item->position(), 10.0f);
+    QTest::mouseRelease(widget.get(), Qt::LeftButton, Qt::NoModifier, outside);
+    QVERIFY(!item->scrollBar()->isSliderDown());
+    QCOMPARE(item->position(), 10.0f);
+
+    // The handle left its old place for the new one, looking the same there.
     const QRect handleAtEnd = sliderRect(item->scrollBar()).translated(barArea.topLeft());
     QVERIFY(handleAtEnd.left() > handleAtStart.right());
     QTRY_VERIFY(widget->grabFramebuffer().copy(barArea) != atStart.copy(barArea));
     const QImage atEnd = widget->grabFramebuffer();
-    // The handle left its old place for the new one, looking the same there.
     QVERIFY(atEnd.copy(handleAtStart) != atStart.copy(handleAtStart));
     QVERIFY(atEnd.copy(handleAtEnd) != atStart.copy(handleAtEnd));
     QCOMPARE(atEnd.copy(handleAtEnd), atStart.copy(handleAtStart));
+
+    auto wheel = [&widget](int delta) {
+        const QPointF pos(120, 20);
+        QWheelEvent event(pos, widget->mapToGlobal(pos), QPoint(), QPoint(0, delta), Qt::NoButton, Qt::NoModifier,
+            Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(widget.get(), &event);
+    };
+    changed.clear();
+    wheel(120);
+    QVERIFY(changed.count() > 0);
+    QVERIFY2(item->position() < 10.0f, qPrintable(QString::number(item->position())));
+    wheel(-120);
+    QCOMPARE(item->position(), 10.0f);
 }
 
 QTEST_MAIN(TestVTComponents)
