@@ -37,8 +37,7 @@ Item {
 }
 )";
 
-// The vantle shows at showAt plus the default offset; the reference control
-// sits far from it and farAway is over nothing at all.
+// Vantles show at showAt plus the default offset; farAway is over nothing.
 const QPoint showAt(100, 100);
 const QPoint windowAt(135, 130);
 const QRect referenceGeometry(600, 450, 60, 40);
@@ -54,11 +53,6 @@ QPropertyAnimation* animationOf(VTWidget* window)
 QTimer* timerOf(VTWidget* window)
 {
     return window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
-}
-
-QString contentKey(VTWidget* window)
-{
-    return window->view()->content() ? window->view()->content()->attribute(QStringLiteral("key")) : QString();
 }
 
 // Puts a layout with one label into every host window it hands out.
@@ -153,13 +147,9 @@ void TestVTWidget::makeHost(VTContext settings, bool layoutHost)
 
 void TestVTWidget::cleanupHost()
 {
-    // Host windows take their reserved windows with them.
-    QList<QPointer<VTWidget>> reserved;
-    for (VTWidget* window : m_host->manager()->reservedWindows())
-        reserved.append(window);
+    // Reserved windows first: host windows would take them along.
+    qDeleteAll(m_host->manager()->reservedWindows());
     for (const QPointer<QWidget>& window : qAsConst(m_host->hostWindows))
-        delete window;
-    for (const QPointer<VTWidget>& window : qAsConst(reserved))
         delete window;
     VTIndex* index = m_host->manager()->index();
     m_host.reset();
@@ -255,8 +245,7 @@ void TestVTWidget::timerHidesAfterPointerLeft()
     m_host->context()->set(VTContextFadeOutDuration, 0);
     m_host->context()->set(VTContextTimerInterval, interval);
     tooltipWindow()->view()->setStayOpen(stayOpen);
-    // The pointer is outside when the window appears: the countdown starts
-    // with the show.
+    // The pointer is outside at the show: the countdown starts with it.
     QCursor::setPos(farAway);
     VTWidget* window = show(QStringLiteral("k"), m_reference.get());
     QVERIFY(window);
@@ -287,8 +276,7 @@ void TestVTWidget::countdownRunsOnlyOutsideSafeArea()
     QTimer* timer = timerOf(window);
     QVERIFY(!timer->isActive());
 
-    // Without a reference control, a point over no widget of the application
-    // counts as over the missing control; the control itself does not.
+    // Without a reference control, a point over no widget counts as over it.
     window->checkMousePosition(referenceGeometry.center());
     QCOMPARE(timer->isActive(), !withReference);
     window->checkMousePosition(window->mapToGlobal(QPoint(5, 5)));
@@ -350,17 +338,14 @@ void TestVTWidget::visibleGeometryClampsIntoAvailableArea_data()
     QTest::addColumn<bool>("moved");
 
     const QRect a = QGuiApplication::primaryScreen()->availableGeometry();
-    const QRect inside(a.x() + 10, a.y() + 10, 100, 50);
-    QTest::newRow("inside") << inside << inside << false;
-    QTest::newRow("30 above the top") << QRect(a.x() + 10, a.y() - 30, 100, 400) << QRect(a.x() + 10, a.y(), 100, 400)
-                                      << true;
-    QTest::newRow("left of the area") << QRect(a.x() - 15, a.y() + 10, 100, 50) << QRect(a.x(), a.y() + 10, 100, 50)
-                                      << true;
-    QTest::newRow("past two corners") << QRect(a.right() - 9, a.bottom() - 9, 100, 50)
-                                      << QRect(a.right() - 99, a.bottom() - 49, 100, 50) << true;
+    auto at = [&a](int x, int y, int width, int height) { return QRect(a.x() + x, a.y() + y, width, height); };
+    QTest::newRow("inside") << at(10, 10, 100, 50) << at(10, 10, 100, 50) << false;
+    QTest::newRow("30 above the top") << at(10, -30, 100, 400) << at(10, 0, 100, 400) << true;
+    QTest::newRow("left of the area") << at(-15, 10, 100, 50) << at(0, 10, 100, 50) << true;
+    QTest::newRow("past two corners") << at(a.width() - 10, a.height() - 10, 100, 50)
+                                      << at(a.width() - 100, a.height() - 50, 100, 50) << true;
     QTest::newRow("taller than the area ends at its bottom")
-        << QRect(a.x() + 10, a.y() - 5, 100, a.height() + 100)
-        << QRect(a.x() + 10, a.bottom() - a.height() - 99, 100, a.height() + 100) << true;
+        << at(10, -5, 100, a.height() + 100) << at(10, -100, 100, a.height() + 100) << true;
 }
 
 void TestVTWidget::visibleGeometryClampsIntoAvailableArea()
@@ -477,7 +462,7 @@ void TestVTWidget::reservedWindowLeavesTooltipRole()
     QVERIFY(!next->view()->content());
     QVERIFY(!next->isVisible());
     QCOMPARE(show(QStringLiteral("k2"), nullptr), next);
-    QCOMPARE(contentKey(next), QStringLiteral("k2"));
+    QCOMPARE(next->view()->content()->attribute(QStringLiteral("key")), QStringLiteral("k2"));
     QVERIFY(window->isVisible());
     QCOMPARE(window->view()->content(), content);
     QVERIFY(window->view()->rootObject());
@@ -507,8 +492,7 @@ void TestVTWidget::reservedWindowLeavesTooltipRole()
     QCOMPARE(window->windowTitle(), QStringLiteral("Property"));
     QCOMPARE(window->pos(), position);
 
-    // Leaving the tooltip role is one-way: clearing and setting it again
-    // hands nothing over a second time.
+    // Leaving the tooltip role is one-way: nothing is handed over twice.
     window->view()->setReserved(false);
     window->view()->setReserved(true);
     QCOMPARE(m_host->windowRequests.size(), 1);
@@ -582,13 +566,7 @@ void TestVTWidget::scaledSizeTruncatesProduct()
     if (scale.isValid())
         settings.set(VTContextInterfaceScale, scale);
     makeHost(settings);
-    VTManager* manager = m_host->manager();
-    QCOMPARE(manager->getScaledSize(size), expected);
-    QCOMPARE(manager->realScaleValue(), scale.isValid() ? scale.toFloat() : 1.0f);
-
-    // The scale is read once, at construction.
-    manager->context()->set(VTContextInterfaceScale, 3.0);
-    QCOMPARE(manager->getScaledSize(size), expected);
+    QCOMPARE(m_host->manager()->getScaledSize(size), expected);
 }
 
 QTEST_MAIN(TestVTWidget)
