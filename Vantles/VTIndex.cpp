@@ -350,32 +350,30 @@ int VTIndex::indexDataShouldGenerateElement(const QString& name, const QXmlStrea
     return VTXmlParser::SkipElement;
 }
 
+// The filter of both lookups: the root named @p root, and of its @p child
+// elements only the one whose @p keyAttribute is the key, whole.
+static int keepOneChild(const QString& name, const QXmlStreamAttributes& attributes, const QString& key,
+    QLatin1String root, QLatin1String child, QLatin1String keyAttribute)
+{
+    if (name == child && attributes.value(keyAttribute) == key)
+        return VTXmlParser::GenerateAndAsk | VTXmlParser::GenerateAll;
+    if (name == root)
+        return VTXmlParser::GenerateAndAsk;
+    return VTXmlParser::SkipElement | VTXmlParser::SkipDescendants;
+}
+
 int VTIndex::retrieveElementShouldGenerateElement(
     const QString& name, const QXmlStreamAttributes& attributes, void* userData)
 {
-    const QString& key = *static_cast<const QString*>(userData);
-    if (name == QLatin1String("vantle")) {
-        if (attributes.value(QLatin1String("key")) == key)
-            return VTXmlParser::GenerateAndAsk | VTXmlParser::GenerateAll;
-        return VTXmlParser::SkipElement | VTXmlParser::SkipDescendants;
-    }
-    if (name == QLatin1String("vantles"))
-        return VTXmlParser::GenerateAndAsk;
-    return VTXmlParser::SkipElement | VTXmlParser::SkipDescendants;
+    return keepOneChild(name, attributes, *static_cast<const QString*>(userData), QLatin1String("vantles"),
+        QLatin1String("vantle"), QLatin1String("key"));
 }
 
 int VTIndex::loadKeyDataShouldGenerateElement(
     const QString& name, const QXmlStreamAttributes& attributes, void* userData)
 {
-    const QString& key = *static_cast<const QString*>(userData);
-    if (name == QLatin1String("key")) {
-        if (attributes.value(QLatin1String("name")) == key)
-            return VTXmlParser::GenerateAndAsk | VTXmlParser::GenerateAll;
-        return VTXmlParser::SkipElement | VTXmlParser::SkipDescendants;
-    }
-    if (name == QLatin1String("vantlekeys"))
-        return VTXmlParser::GenerateAndAsk;
-    return VTXmlParser::SkipElement | VTXmlParser::SkipDescendants;
+    return keepOneChild(name, attributes, *static_cast<const QString*>(userData), QLatin1String("vantlekeys"),
+        QLatin1String("key"), QLatin1String("name"));
 }
 
 } // namespace Vantles

@@ -541,11 +541,8 @@ bool VTManager::openExternalResource(const QString& resource)
 
 int loadDataShouldGenerateElement(const QString& tagName, const QXmlStreamAttributes& attributes, void* userData)
 {
-    Q_UNUSED(attributes)
-    Q_UNUSED(userData)
-    if (tagName == QLatin1String("vantle") || tagName == QLatin1String("vantles"))
-        return VTXmlParser::GenerateAndAsk;
-    return VTXmlParser::SkipElement;
+    // The same answer as the index's key scan: "vantles" and "vantle" only.
+    return VTIndex::indexDataShouldGenerateElement(tagName, attributes, userData);
 }
 
 } // namespace Vantles

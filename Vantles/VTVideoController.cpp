@@ -1,8 +1,9 @@
 #include "VTVideoController.h"
 
+#include "VTThreadStop_p.h"
+
 #include "VTVideoSource.h"
 
-#include <QDebug>
 #include <QMutexLocker>
 #include <QPointer>
 #include <QRecursiveMutex>
@@ -228,12 +229,7 @@ bool VTVideoController::setSource(const QUrl& url)
 void VTVideoController::quit()
 {
     setShouldQuit();
-    if (wait(QDeadlineTimer(10000)))
-        return;
-    qDebug() << QStringLiteral("VTVideoController did not quit in a timely fashion");
-    terminate();
-    if (!wait(QDeadlineTimer(10000)))
-        qDebug() << QStringLiteral("VTVideoController did not quit at all");
+    waitOrTerminate(this, "VTVideoController");
 }
 
 void VTVideoController::streamEnded()

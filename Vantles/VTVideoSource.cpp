@@ -1,8 +1,9 @@
 #include "VTVideoSource.h"
 
+#include "VTThreadStop_p.h"
+
 #include "VTVideoFrameCache.h"
 
-#include <QDebug>
 #include <QMutexLocker>
 #include <QRecursiveMutex>
 #include <QWaitCondition>
@@ -242,12 +243,7 @@ void VTVideoSource::notifyStreamEnded()
 void VTVideoSource::quit()
 {
     setShouldQuit();
-    if (wait(QDeadlineTimer(10000)))
-        return;
-    qDebug() << QStringLiteral("VTVideoSource did not quit in a timely fashion");
-    terminate();
-    if (!wait(QDeadlineTimer(10000)))
-        qDebug() << QStringLiteral("VTVideoSource did not quit at all");
+    waitOrTerminate(this, "VTVideoSource");
 }
 
 } // namespace Vantles
