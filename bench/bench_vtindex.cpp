@@ -9,6 +9,8 @@
 // The files are made once per size in a temporary folder and stay in the
 // page cache, so "read" below means parsed from memory, not from the disk.
 
+#include "BenchContent.h"
+
 #include <Vantles/VTContext.h>
 #include <Vantles/VTIndex.h>
 #include <Vantles/VTInterface.h>
@@ -34,47 +36,16 @@ namespace {
 
 constexpr int vantlesPerFile = 100;
 
-// One vantle of about 1 KB, as real packages carry them. "@K" is the key,
-// "@N" the vantle's number, "@G" a small group number.
-constexpr char vantleTemplate[] = R"(  <vantle key="@K" category="Group@G" order="@N">
-    <title>Command number @N</title>
-    <text>Runs command @N on the current selection. The command works on every kind of object that the document holds, and it can be taken back with <b>Undo</b>. When nothing is selected, it works on the whole document &amp; its pages.</text>
-    <section kind="details" collapsed="true">
-      <paragraph>Hold <em>Shift</em> to apply it to hidden objects as well. The last settings are kept for the next time.</paragraph>
-      <image source="images/command@N.png" width="320" height="200" alt="The command at work"/>
-      <vt:note level="info">Available since version 2.<b>@G</b></vt:note>
-    </section>
-    <link topic="command-@N" anchor="usage">How to use the command</link>
-    <link href="https://example.com/docs/commands/@N.html" target="external">Reference manual</link>
-    <video source="clips/command@N.mkv" loop="true" width="320" height="180"/>
-  </vantle>
-)";
-
 QByteArray keyFor(int file, int vantle)
 {
     return "file" + QByteArray::number(file) + "key" + QByteArray::number(vantle);
-}
-
-QByteArray makeControlFile(int file)
-{
-    QByteArray xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<vantles search="Benchmark" xmlns:vt="http://zelvane.com/vantles/extra">
-)";
-    for (int i = 0; i < vantlesPerFile; ++i) {
-        xml += QByteArray(vantleTemplate)
-                   .replace("@K", keyFor(file, i))
-                   .replace("@N", QByteArray::number(i))
-                   .replace("@G", QByteArray::number(i % 17));
-    }
-    xml += "</vantles>\n";
-    return xml;
 }
 
 // Writes control file number @p file into @p controlFolder; its size, or -1.
 qint64 writeControlFile(const QString& controlFolder, int file)
 {
     QFile out(QDir(controlFolder).filePath(QStringLiteral("Controls%1.xml").arg(file)));
-    const QByteArray data = makeControlFile(file);
+    const QByteArray data = VTBench::controlFile(vantlesPerFile, [file](int i) { return keyFor(file, i); });
     if (!out.open(QIODevice::WriteOnly) || out.write(data) != data.size())
         return -1;
     return data.size();

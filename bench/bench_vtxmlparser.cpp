@@ -1,6 +1,8 @@
 // Throughput of VTXmlParser on a control file of about 1 MB, against the
 // bare token loop of QXmlStreamReader that it is built on.
 
+#include "BenchContent.h"
+
 #include <Vantles/VTXmlElement.h>
 #include <Vantles/VTXmlParser.h>
 
@@ -16,41 +18,10 @@ namespace {
 
 constexpr int vantleCount = 1000;
 
-// One vantle of about 1 KB with the kind of content real packages carry:
-// title, a few sentences of text with inline markup and entities, a nested
-// section, images, links and a clip with attributes, a namespaced element.
-// "@N" is the vantle's number, "@G" a small group number.
-constexpr char vantleTemplate[] = R"(  <vantle key="key@N" category="Group@G" order="@N">
-    <title>Command number @N</title>
-    <text>Runs command @N on the current selection. The command works on every kind of object that the document holds, and it can be taken back with <b>Undo</b>. When nothing is selected, it works on the whole document &amp; its pages.</text>
-    <section kind="details" collapsed="true">
-      <paragraph>Hold <em>Shift</em> to apply it to hidden objects as well. The last settings are kept for the next time.</paragraph>
-      <image source="images/command@N.png" width="320" height="200" alt="The command at work"/>
-      <vt:note level="info">Available since version 2.<b>@G</b></vt:note>
-    </section>
-    <link topic="command-@N" anchor="usage">How to use the command</link>
-    <link href="https://example.com/docs/commands/@N.html" target="external">Reference manual</link>
-    <video source="clips/command@N.mkv" loop="true" width="320" height="180"/>
-  </vantle>
-)";
-
-QByteArray makeControlFile()
-{
-    QByteArray xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<vantles search="Benchmark" xmlns:vt="http://zelvane.com/vantles/extra">
-)";
-    for (int i = 0; i < vantleCount; ++i) {
-        xml += QByteArray(vantleTemplate)
-                   .replace("@N", QByteArray::number(i))
-                   .replace("@G", QByteArray::number(i % 17));
-    }
-    xml += "</vantles>\n";
-    return xml;
-}
-
 const QByteArray& controlFile()
 {
-    static const QByteArray data = makeControlFile();
+    static const QByteArray data
+        = VTBench::controlFile(vantleCount, [](int i) { return "key" + QByteArray::number(i); });
     return data;
 }
 
