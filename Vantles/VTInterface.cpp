@@ -80,6 +80,21 @@ QString VTInterface::shortCutForObject(const QString& key, QObject* object, cons
     return shortcut;
 }
 
+bool VTInterface::show(const QString& key, const QPoint& globalPos, QObject* object)
+{
+    return d->manager->show(key, globalPos, object);
+}
+
+bool VTInterface::mouseButtonEventFilter(QObject* object, QMouseEvent* event)
+{
+    return d->manager->mouseButtonEventFilter(object, event);
+}
+
+bool VTInterface::mouseMoveEventFilter(QObject* object, QMouseEvent* event)
+{
+    return d->manager->mouseMoveEventFilter(object, event);
+}
+
 QStringList VTInterface::keys() const
 {
     return d->manager->keys();
@@ -93,6 +108,16 @@ VTContext* VTInterface::context()
 const VTContext* VTInterface::context() const
 {
     return d->manager->context();
+}
+
+QString VTInterface::vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue)
+{
+    return d->manager->vantleAttribute(key, attribute, defaultValue);
+}
+
+void VTInterface::setGlobalProperty(const QString& name, const QVariant& value)
+{
+    d->manager->setGlobalProperty(name, value);
 }
 
 VTManager* VTInterface::manager() const

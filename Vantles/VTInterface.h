@@ -54,8 +54,9 @@ class VANTLES_EXPORT VTInterface : public QObject {
     Q_OBJECT
 public:
     /// @p context is copied; later changes go to context(). @p index, when
-    /// given, is used instead of a new one and stays the caller's to delete
-    /// after the interface is gone.
+    /// given, is used instead of a new one and stays the caller's: delete it
+    /// after the interface is gone. An index the library makes itself is
+    /// deleted with the interface.
     VTInterface(VTContext& context, const QStringList& dataPath, VTIndex* index = nullptr);
     ~VTInterface() override;
 
@@ -78,11 +79,23 @@ public:
     /// content's own "shortcut" attribute, which the default returns as is.
     virtual QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut);
 
+    /// Shows the vantle for @p key near the global position @p globalPos for
+    /// the control @p object (may be null); see VTManager::show().
+    bool show(const QString& key, const QPoint& globalPos, QObject* object);
+    /// For hosts that filter events themselves instead of setting
+    /// VTContextInstallEventFilter: pass every mouse press and release, and
+    /// every mouse move. Neither consumes the event.
+    bool mouseButtonEventFilter(QObject* object, QMouseEvent* event);
+    bool mouseMoveEventFilter(QObject* object, QMouseEvent* event);
     /// Every control key in the index.
     QStringList keys() const;
     /// The library's own copy of the settings.
     VTContext* context();
     const VTContext* context() const;
+    /// @p attribute of @p key's content, or @p defaultValue.
+    QString vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue);
+    /// Sets the value that fills "%(name)s" placeholders in content text.
+    void setGlobalProperty(const QString& name, const QVariant& value);
 
     /// The manager behind this interface.
     VTManager* manager() const;

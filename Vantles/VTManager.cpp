@@ -38,6 +38,7 @@ public:
     QMap<QString, VTXmlElement*> elementsByKey;
     VTWidget* window = nullptr;
     VTIndex* index = nullptr;
+    bool ownsIndex = false;
     QList<QPointer<VTWidget>> windows;
     QMap<QString, QVariant> globalProperties;
     bool eventFilterInstalled = false;
@@ -67,8 +68,9 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     d->dataPath = dataPath;
     d->context = context;
 
-    // The manager never deletes the index, also not one it made: it has no
-    // parent and outlives the manager, as hosts that supply their own expect.
+    // An index the host gives stays the host's; one made here goes with the
+    // manager, so that a host never deletes what it did not make.
+    d->ownsIndex = !index;
     d->index = index ? index : new VTIndex(&d->context, dataPath);
     d->index->open();
 
@@ -104,9 +106,15 @@ VTManager::~VTManager()
         widget->setAttribute(Qt::WA_AlwaysShowToolTips, false);
 
     // Reserved windows belong to the user now and stay open; the current one
-    // goes. Its view and content go with it.
-    if (d->window)
-        d->window->deleteLater();
+    // goes at once, with its view and content: a host's main() typically
+    // destroys its interface after the event loop has ended, when a deferred
+    // delete would never run.
+    delete d->window;
+    d->window = nullptr;
+
+    if (d->ownsIndex)
+        delete d->index;
+    d->index = nullptr;
 }
 
 VTContext* VTManager::context()

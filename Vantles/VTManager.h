@@ -43,7 +43,8 @@ public:
     /// VTContextInstallEventFilter is true, filters the application's events.
     VTManager(VTInterface* interface, VTContext& context, const QStringList& dataPath, VTIndex* index);
     /// Removes the event filter and clears Qt::WA_AlwaysShowToolTips on every
-    /// top-level widget. The index is not deleted.
+    /// top-level widget. Deletes the index if it made it; an index the host
+    /// gave stays the host's.
     ~VTManager() override;
 
     VTContext* context();

@@ -95,19 +95,10 @@ struct Session {
         VTContext context;
         context.set(VTContextMessageThreshold, messageThreshold);
         host = std::make_unique<Host>(context, QStringList { dataDir->path() });
-        index.reset(host->manager()->index());
-    }
-    ~Session()
-    {
-        host.reset();
-        // The manager leaves its window to deleteLater().
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        index.reset();
     }
     VTManager* manager() const { return host->manager(); }
 
     std::unique_ptr<Host> host;
-    std::unique_ptr<VTIndex> index;
 };
 
 bool isReady(const VTManager* manager)
@@ -323,7 +314,6 @@ int main(int argc, char** argv)
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     warmSessions.clear();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     delete dataDir;
     return 0;
 }

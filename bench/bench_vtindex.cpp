@@ -177,10 +177,8 @@ void BM_ConstructManager(benchmark::State& state)
     for (auto _ : state) {
         auto iface = std::make_unique<VTInterface>(context, dataPath);
         state.PauseTiming();
-        std::unique_ptr<VTIndex> index(iface->manager()->index());
-        const bool complete = index->controlPaths().size() == expected;
+        const bool complete = iface->manager()->index()->controlPaths().size() == expected;
         iface.reset();
-        index.reset();
         state.ResumeTiming();
         if (!complete) {
             state.SkipWithError("not every control file was indexed");

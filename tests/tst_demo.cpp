@@ -74,12 +74,8 @@ void TestDemo::initTestCase()
 
 void TestDemo::cleanupTestCase()
 {
-    VTIndex* index = m_vantles->manager()->index();
     m_vantles.reset();
-    delete index;
     m_window.reset();
-    // The manager deletes its current window later.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 bool TestDemo::hover(const QString& key)

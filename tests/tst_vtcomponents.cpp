@@ -119,9 +119,7 @@ void TestVTComponents::initTestCase()
 
 void TestVTComponents::cleanupTestCase()
 {
-    VTIndex* index = m_interface->manager()->index();
     m_interface.reset();
-    delete index;
 }
 
 std::unique_ptr<QQuickWidget> TestVTComponents::showScene(const QByteArray& qml)

@@ -77,7 +77,6 @@ struct HostBase {
         }
     }
     VTContext settings;
-    std::unique_ptr<VTIndex> index;
 };
 
 // Records what the library hands to the host; never opens anything.
@@ -87,7 +86,6 @@ public:
         : HostBase(values)
         , VTInterface(settings, QStringList { data })
     {
-        index.reset(manager()->index());
         // Only now: the loading messages would reach the default handler.
         manager()->context()->set(VTContextMessageThreshold, 300);
     }

@@ -422,12 +422,7 @@ void TestVTVideo::itemInViewDecodesAndPaintsClip()
     auto host
         = std::make_unique<VTTest::RecordingHost>(context, QStringList { m_dir.filePath(QStringLiteral("viewdata")) });
     VTManager* manager = host->manager();
-    // The library leaves its index and the last window (deleted later) to the host.
-    std::unique_ptr<VTIndex> index(manager->index());
-    auto cleanup = qScopeGuard([&host] {
-        host.reset();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    });
+    auto cleanup = qScopeGuard([&host] { host.reset(); });
     QVERIFY(manager->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
     VTView* view = manager->widget()->view();
     QVERIFY(view->rootObject());

@@ -122,10 +122,7 @@ void TestVTView::init()
 
 void TestVTView::cleanup()
 {
-    VTIndex* index = m_host->manager()->index();
     m_host.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    delete index;
 }
 
 QString TestVTView::expand(const QString& expected) const

@@ -151,10 +151,7 @@ void TestVTWidget::cleanupHost()
     qDeleteAll(m_host->manager()->reservedWindows());
     for (const QPointer<QWidget>& window : qAsConst(m_host->hostWindows))
         delete window;
-    VTIndex* index = m_host->manager()->index();
     m_host.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    delete index;
 }
 
 void TestVTWidget::cleanup()

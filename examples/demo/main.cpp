@@ -113,7 +113,6 @@ int main(int argc, char** argv)
     VTContext settings;
     DemoVantles::configure(settings, data);
     DemoVantles vantles(settings, { data }, &window);
-    std::unique_ptr<Vantles::VTIndex> index(vantles.manager()->index());
     window.setVantles(&vantles);
     vantles.setGlobalProperties();
 

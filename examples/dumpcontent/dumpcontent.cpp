@@ -32,7 +32,7 @@ int main(int argc, char** argv)
     VTContext context;
     context.set(VTContextKeyDataFile, QDir(dataFolder).filePath(QStringLiteral("VantleKeys.xml")));
     Vantles::VTInterface vantles(context, { dataFolder });
-    std::unique_ptr<Vantles::VTIndex> index(vantles.manager()->index());
+    Vantles::VTIndex* index = vantles.manager()->index();
 
     out << "Control keys in " << dataFolder << ":\n";
     for (const QString& k : vantles.keys())

@@ -24,7 +24,6 @@ int main(int argc, char** argv)
     VTContext context;
     context.set(VTContextMessageThreshold, 100);
     Vantles::VTInterface vantles(context, {});
-    std::unique_ptr<Vantles::VTIndex> index(vantles.manager()->index());
 
     std::printf("%s\n", xml.toUtf8().constData());
     return vantles.keys().isEmpty() ? 0 : 1;
