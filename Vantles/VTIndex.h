@@ -9,6 +9,8 @@
 #include <QXmlStreamAttributes>
 
 #include <Vantles/VTControlPath.h>
+#include <Vantles/VTKeyDefinition.h>
+#include <Vantles/VTProblem.h>
 #include <Vantles/vantles_export.h>
 
 #include <memory>
@@ -26,13 +28,14 @@ class VTXmlElement;
  * every package.
  *
  * Every storage operation is virtual, so a host can supply a subclass backed
- * by its own storage and hand it to VTInterface. The library never deletes an
- * index: one the host supplies is the host's to delete after the interface is
- * gone.
+ * by its own storage and hand it to VTInterface. An index the host supplies
+ * is the host's to delete after the interface is gone.
  *
  * A control file is an XML file whose first element is "vantles" (optionally
  * with "locale" and "search" attributes) holding one "vantle" element per
- * control key.
+ * control key. Each file is read once when it is indexed, to record where its
+ * keys are; a lookup then reads only the vantle it needs. Mistakes found in
+ * a file are reported through problemFound() when the file is read.
  */
 class VANTLES_EXPORT VTIndex : public QObject {
     Q_OBJECT
@@ -79,8 +82,15 @@ public:
     virtual void endUpdate();
     bool isInUpdate() const;
     /// Every control key defined directly under the root of every control
-    /// file, in search order, duplicates kept. Reads every file.
+    /// file, in search order, duplicates kept.
     virtual QStringList keys() const;
+    /// Where each of keys() is defined, in the same order.
+    QList<VTKeyDefinition> keyDefinitions() const;
+    /// The first definition of @p key in the control file @p file, or a null one.
+    VTKeyDefinition definition(const QString& file, const QString& key) const;
+    /// Reports every name in a control file's "search" list that names no
+    /// indexed package. Run once all packages are indexed.
+    void checkReferences();
     /// Indexes @p file, a control file below the folder @p location, unless
     /// it is not a control file, lies outside @p location or is indexed
     /// already. The file indexed last is searched first.
@@ -111,9 +121,14 @@ public:
     static int loadKeyDataShouldGenerateElement(
         const QString& name, const QXmlStreamAttributes& attributes, void* userData);
 
+Q_SIGNALS:
+    /// A mistake in a control file or the key-data file, found while reading it.
+    void problemFound(const Vantles::VTProblem& problem);
+
 private:
     void mapControlFile(const QString& file, const QString& location);
 
+    friend class VTIndexPrivate;
     std::unique_ptr<VTIndexPrivate> const d;
 };
 
