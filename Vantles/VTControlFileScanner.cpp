@@ -154,7 +154,17 @@ VTControlFileScan scanControlFile(const QByteArray& data)
                 }
                 if (!scan.isControlFile())
                     return scan;
-            } else if (depth == 2 && reader.qualifiedName() == QLatin1String("vantle")) {
+            } else if (depth == 2 && reader.qualifiedName() != QLatin1String("vantle")) {
+                VTScannedVantle other;
+                other.key = reader.qualifiedName().toString();
+                qint64 end;
+                if (tagRange(&other.begin, &end))
+                    lines.locate(other.begin, &other.line, &other.column);
+                else
+                    other.line = reader.lineNumber();
+                other.begin = -1;
+                scan.others.append(other);
+            } else if (depth == 2) {
                 inVantle = true;
                 open = VTScannedVantle();
                 const QXmlStreamAttributes attributes = reader.attributes();

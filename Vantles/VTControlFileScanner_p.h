@@ -34,6 +34,9 @@ struct VTControlFileScan {
     // Each vantle read completely before the end or the first error, in
     // document order.
     QList<VTScannedVantle> vantles;
+    // Other elements directly under the root, which lookups ignore: name and
+    // position, as keys and lines of VTScannedVantle.
+    QList<VTScannedVantle> others;
     // The reader's error and where it stopped; empty for a well-formed file.
     QString error;
     qint64 errorLine = 0;

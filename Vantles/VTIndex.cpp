@@ -205,6 +205,10 @@ void VTIndexPrivate::read(ControlFile* file)
             QStringLiteral("\"%1\" is not a valid locale name (such as en_US), so this file serves no locale.")
                 .arg(scan.locale));
     }
+    for (const VTScannedVantle& other : scan.others) {
+        report(VTMessageWarning, file->path, other.line, other.column,
+            QStringLiteral("<%1> is not a <vantle>: lookups ignore it.").arg(other.key));
+    }
     QHash<QString, const VTScannedVantle*> first;
     for (const VTScannedVantle& vantle : scan.vantles) {
         if (!vantle.hasKey) {

@@ -1,6 +1,7 @@
 #include "VTManager.h"
 
 #include "VTContext.h"
+#include "VTControlFileScanner_p.h"
 #include "VTIndex.h"
 #include "VTScrollBarComponent.h"
 #include "VTStyledRectangleComponent.h"
@@ -19,6 +20,7 @@
 #include <QPointer>
 #include <QQmlListProperty>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTranslator>
 #include <QUrl>
 #include <QVariant>
@@ -31,6 +33,12 @@ static const char qmlModuleUri[] = "com.zelvane.vantles.qml";
 
 class VTManagerPrivate {
 public:
+    explicit VTManagerPrivate(VTManager* q)
+        : q(q)
+    {
+    }
+
+    VTManager* q;
     VTInterface* interface = nullptr;
     QStringList dataPath;
     QStringList loadedDirectories;
@@ -45,10 +53,49 @@ public:
     QTranslator* translator = nullptr;
     QString loadedTranslation;
     float scale = 1.0f;
+    QList<VTProblem> problems;
+    QSet<QString> reported; // each problem with the version of its file
+    QString checkedLocales; // the locale settings last checked
 
     // Drops the entries of reserved windows the user has closed.
     void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
+
+    void warn(const QString& path, const QString& text) { q->report({ VTMessageWarning, path, 0, 0, text }); }
+    void checkLocaleSettings();
+    void reportMissing(const QString& key);
 };
+
+// Not a mistake in itself (a control may have no vantle), so only information.
+void VTManagerPrivate::reportMissing(const QString& key)
+{
+    QStringList locales { context.get(VTContextCurrentLocale, QStringLiteral("en_US")).toString(),
+        context.get(VTContextFallbackLocale, QStringLiteral("en_US")).toString() };
+    locales.removeDuplicates();
+    q->report({ VTMessageInformation, QString(), 0, 0,
+        QStringLiteral("No package has a vantle for the key \"%1\" in %2.")
+            .arg(key, locales.join(QLatin1String(" or "))) });
+}
+
+// Reports a current or fallback locale setting that is no locale name, each
+// time the settings change.
+void VTManagerPrivate::checkLocaleSettings()
+{
+    const QString current = context.get(VTContextCurrentLocale).toString();
+    const QString fallback = context.get(VTContextFallbackLocale).toString();
+    const QString checked = current + QLatin1Char('|') + fallback;
+    if (checked == checkedLocales)
+        return;
+    checkedLocales = checked;
+    const std::pair<const char*, QString> settings[]
+        = { { "VTContextCurrentLocale", current }, { "VTContextFallbackLocale", fallback } };
+    for (const auto& setting : settings) {
+        if (!setting.second.isEmpty() && !isValidLocaleName(setting.second)) {
+            warn(QString(),
+                QStringLiteral("The setting %1 holds \"%2\", which is not a valid locale name (such as en_US).")
+                    .arg(QLatin1String(setting.first), setting.second));
+        }
+    }
+}
 
 static void registerQmlTypes()
 {
@@ -62,7 +109,7 @@ static void registerQmlTypes()
 
 VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringList& dataPath, VTIndex* index)
     : QObject(nullptr)
-    , d(new VTManagerPrivate)
+    , d(new VTManagerPrivate(this))
 {
     d->interface = interface;
     d->dataPath = dataPath;
@@ -72,7 +119,9 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     // manager, so that a host never deletes what it did not make.
     d->ownsIndex = !index;
     d->index = index ? index : new VTIndex(&d->context, dataPath);
+    connect(d->index, &VTIndex::problemFound, this, &VTManager::report);
     d->index->open();
+    d->checkLocaleSettings();
 
     if (d->context.get(VTContextAlwaysShowToolTips, false).toBool()) {
         for (QWidget* widget : QApplication::topLevelWidgets())
@@ -82,6 +131,7 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     QElapsedTimer timer;
     timer.start();
     loadDataPath(dataPath);
+    d->index->checkReferences();
     handleMessage(
         VTMessageInformation, QStringLiteral("Indexed packages in %1 seconds").arg(double(timer.elapsed()) / 1000.0));
 
@@ -175,10 +225,15 @@ void VTManager::indexControFile(const QString& controlFile, const QString& packa
 void VTManager::loadDataPath(const QStringList& paths)
 {
     const QString extension = d->context.get(VTContextPackageExtension, QStringLiteral("vantles")).toString();
+    const QString controlFolder = d->context.get(VTContextControlFolder, QStringLiteral("Control")).toString();
     for (const QString& entry : paths) {
         const QFileInfo info(entry);
-        if (!info.isDir())
+        if (!info.isDir()) {
+            d->warn(info.absoluteFilePath(),
+                info.exists() ? QStringLiteral("This data folder is a file, not a folder.")
+                              : QStringLiteral("This data folder does not exist."));
             continue;
+        }
         const QDir dir(info.absoluteFilePath());
         const QString nameFilter = QStringLiteral("*.%1").arg(extension);
         handleMessage(
@@ -188,6 +243,20 @@ void VTManager::loadDataPath(const QStringList& paths)
             QDir::Dirs | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot, QDir::NoSort);
         for (const QFileInfo& package : packages)
             loadPackage(package);
+        if (packages.isEmpty()) {
+            d->warn(dir.absolutePath(),
+                QStringLiteral("This data folder holds no package (a folder named %1).").arg(nameFilter));
+        }
+        // A package folder whose name lost its extension is loaded by nobody.
+        for (const QFileInfo& folder : dir.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+            const bool isPackage = folder.fileName().endsWith(QLatin1Char('.') + extension);
+            if (!isPackage && QFileInfo(QDir(folder.absoluteFilePath()).filePath(controlFolder)).isDir()) {
+                d->warn(folder.absoluteFilePath(),
+                    QStringLiteral("This folder holds a %1 folder but is not named as a package (%2), so it is not "
+                                   "loaded.")
+                        .arg(controlFolder, nameFilter));
+            }
+        }
 
         const QString canonical = dir.canonicalPath();
         if (!d->loadedDirectories.contains(canonical))
@@ -233,6 +302,28 @@ void VTManager::handleMessage(VTMessageType type, const QString& message)
     d->interface->handleMessage(type, message);
 }
 
+void VTManager::report(const VTProblem& problem)
+{
+    QString version;
+    if (!problem.file.isEmpty()) {
+        const QFileInfo info(problem.file);
+        version = QStringLiteral("%1 %2").arg(info.size()).arg(info.lastModified().toMSecsSinceEpoch());
+    }
+    const QString text = problem.toString();
+    const QString seen = version + QLatin1Char('|') + QString::number(int(problem.type)) + text;
+    if (d->reported.contains(seen))
+        return;
+    d->reported.insert(seen);
+    if (problem.type <= VTMessageWarning)
+        d->problems.append(problem);
+    handleMessage(problem.type, text);
+}
+
+QList<VTProblem> VTManager::problems() const
+{
+    return d->problems;
+}
+
 QString VTManager::keyForObject(QObject* object)
 {
     return d->interface ? d->interface->keyForObject(object) : QString();
@@ -249,6 +340,7 @@ static QString contentKey(const VTWidget* window)
 
 VTXmlElement* VTManager::retrieve(const QString& key, QString& location, int& depth, VTXmlElement*& root)
 {
+    d->checkLocaleSettings();
     const QString current = d->context.get(VTContextCurrentLocale, QStringLiteral("en_US")).toString();
     const QString fallback = d->context.get(VTContextFallbackLocale, QStringLiteral("en_US")).toString();
     QElapsedTimer timer;
@@ -295,6 +387,7 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
     }
 
     if (!element || !root) {
+        d->reportMissing(key);
         if (!window->isVisible())
             return false;
         if (window->isSafe(globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty()))
@@ -325,6 +418,9 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
     const QString rootPath = rootDir.canonicalPath();
 
     window->showWithContent(object, pos, element, rootPath);
+    // Shown only when its interface loaded; the problem has been reported.
+    if (!window->isVisible())
+        return false;
     window->raise();
     return true;
 }
@@ -474,15 +570,22 @@ QString VTManager::translateString(const QString& string, const QString& context
     if (!d->window || !d->window->view())
         return string;
     const QString fileName = QStringLiteral("%1_%2.qm")
-                                 .arg(d->context.get(VTContextTranslationPrefix, QStringLiteral("Vantles")).toString())
-                                 .arg(currentLocale().name());
-    const QString path = d->window->view()->findComponent(
+                                 .arg(d->context.get(VTContextTranslationPrefix, QStringLiteral("Vantles")).toString(),
+                                     currentLocale().name());
+    const VTView* view = d->window->view();
+    const QString path = view->findComponent(
         QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
     if (!d->translator)
         d->translator = new QTranslator(this);
     if (path != d->loadedTranslation) {
         if (!d->translator->load(path)) {
             d->loadedTranslation = QString();
+            // A package may exist in one language only: not a mistake.
+            const QStringList looked = view->componentCandidates(
+                QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+            report({ VTMessageInformation, looked.value(0, path), 0, 0,
+                QStringLiteral("There is no translation file for %1 here; interface texts stay as written.")
+                    .arg(currentLocale().name()) });
             return string;
         }
         d->loadedTranslation = path;

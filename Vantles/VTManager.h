@@ -11,6 +11,7 @@
 #include <QXmlStreamAttributes>
 
 #include <Vantles/VTInterface.h>
+#include <Vantles/VTProblem.h>
 #include <Vantles/vantles_export.h>
 
 #include <memory>
@@ -74,6 +75,11 @@ public:
     /// Passes @p message to the host when @p type is not greater than
     /// setting VTContextMessageThreshold (default 200: errors and warnings).
     void handleMessage(VTMessageType type, const QString& message);
+    /// Sends @p problem to handleMessage() as "PATH:LINE:COLUMN: text",
+    /// once for each version of its file (once in all when it is in no file).
+    void report(const VTProblem& problem);
+    /// The errors and warnings reported so far, each once, in order.
+    QList<VTProblem> problems() const;
     /// The host's key for @p object.
     QString keyForObject(QObject* object);
 

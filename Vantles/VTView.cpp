@@ -2,16 +2,21 @@
 
 #include "VTIndex.h"
 #include "VTInterface.h"
+#include "VTLogging_p.h"
 #include "VTManager.h"
+#include "VTProblem.h"
 #include "VTXmlElement.h"
 
 #include <QApplication>
 #include <QCursor>
 #include <QFileInfo>
 #include <QPointer>
+#include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QUrl>
+
+#include <algorithm>
 
 namespace Vantles {
 
@@ -22,7 +27,47 @@ public:
     QString packageRoot;
     bool stayOpen = false;
     bool reserved = false;
+
+    // Reports a problem of the current content at the place its vantle is
+    // defined.
+    void reportForContent(VTMessageType type, const QString& text) const;
+    void reportQmlErrors(VTMessageType type, const QList<QQmlError>& errors) const;
 };
+
+void VTViewPrivate::reportForContent(VTMessageType type, const QString& text) const
+{
+    if (!manager)
+        return;
+    VTProblem problem { type, QString(), 0, 0, text };
+    if (content) {
+        const QString file = content->attribute(QStringLiteral("VTLocation"));
+        const VTKeyDefinition definition = manager->index()
+            ? manager->index()->definition(file, content->attribute(QStringLiteral("key")))
+            : VTKeyDefinition();
+        problem.file = file;
+        problem.line = definition.line;
+        problem.column = definition.column;
+    }
+    manager->report(problem);
+}
+
+void VTViewPrivate::reportQmlErrors(VTMessageType type, const QList<QQmlError>& errors) const
+{
+    if (!manager)
+        return;
+    for (const QQmlError& error : errors) {
+        const QString file = error.url().isLocalFile() ? error.url().toLocalFile() : error.url().toString();
+        manager->report({ type, file, qMax(0, error.line()), qMax(0, error.column()), error.description() });
+    }
+}
+
+// "a", "a or b", "a, b or c"
+static QString alternatives(const QStringList& paths)
+{
+    if (paths.size() < 2)
+        return paths.value(0);
+    return QStringLiteral("%1 or %2").arg(paths.mid(0, paths.size() - 1).join(QLatin1String(", ")), paths.last());
+}
 
 static Qt::CursorShape cursorShape(const QString& name)
 {
@@ -40,8 +85,6 @@ VTView::VTView(VTManager* manager, QWidget* parent)
     , d(new VTViewPrivate)
 {
     d->manager = manager;
-    // Warnings go to the host through handleWarnings(), not to stderr.
-    engine()->setOutputWarningsToStandardError(false);
     connect(engine(), &QQmlEngine::warnings, this, &VTView::handleWarnings);
     setResizeMode(QQuickWidget::SizeViewToRootObject);
 }
@@ -100,6 +143,9 @@ void VTView::setContent(VTXmlElement* content)
 void VTView::replaceContent(VTXmlElement* content)
 {
     VTXmlElement* old = d->content;
+    // The QML must never see a deleted vantle: it reads the new one first.
+    if (old && old != content && rootObject())
+        engine()->rootContext()->setContextProperty(QStringLiteral("vantle"), content);
     if (old && old != content) {
         d->content = nullptr;
         // Content from the index is a child of the parsed document's root,
@@ -124,7 +170,8 @@ void VTView::setPackageRoot(const QDir& root)
 
 bool VTView::documentationAvailable() const
 {
-    return d->manager && d->manager->context()->get(VTContextDocumentationEnabled, QVariant()).toBool();
+    // The same default as the manager's gate for documentation topics.
+    return d->manager && d->manager->context()->get(VTContextDocumentationEnabled, true).toBool();
 }
 
 QString VTView::categoryPath(const QString& attribute, const QString& defaultValue, contextKey key) const
@@ -143,20 +190,29 @@ QString VTView::categoryPath(const QString& attribute, const QString& defaultVal
     return result;
 }
 
+QStringList VTView::componentCandidates(
+    const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const
+{
+    if (!d->manager || !d->manager->index())
+        return {};
+    QStringList candidates
+        = d->manager->index()->componentPathsForElement(d->content, categoryPath(attribute, defaultValue, key));
+    if (!relativePath.isEmpty()) {
+        for (QString& candidate : candidates)
+            candidate = QDir(candidate).absoluteFilePath(relativePath);
+    }
+    return candidates;
+}
+
 QString VTView::findComponent(
     const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const
 {
-    const QString category = categoryPath(attribute, defaultValue, key);
-    if (!d->manager || !d->manager->index())
-        return category;
-    const QStringList paths = d->manager->index()->componentPathsForElement(d->content, category);
-    for (const QString& path : paths) {
-        const QString candidate = relativePath.isEmpty() ? path : QDir(path).absoluteFilePath(relativePath);
+    for (const QString& candidate : componentCandidates(attribute, key, defaultValue, relativePath)) {
         const QFileInfo info(candidate);
         if (info.exists())
             return info.absoluteFilePath();
     }
-    return category;
+    return categoryPath(attribute, defaultValue, key);
 }
 
 QString VTView::uiRootFilePath() const
@@ -169,6 +225,30 @@ QString VTView::uiRootFilePath() const
         QStringLiteral("ui"), VTContextFullInterfaceFile, QStringLiteral("ui/VantleUI.qml"), QString());
 }
 
+bool VTView::loadInterface()
+{
+    const bool simple = d->manager && d->manager->context()->get(VTContextUseSimpleInterface, QVariant(false)).toBool();
+    const QString attribute = simple ? QStringLiteral("simple") : QStringLiteral("ui");
+    const VTContextKey key = simple ? VTContextSimpleInterfaceFile : VTContextFullInterfaceFile;
+    const QString defaultFile = simple ? QStringLiteral("ui/SimpleTooltip.qml") : QStringLiteral("ui/VantleUI.qml");
+    const QStringList candidates = componentCandidates(attribute, key, defaultFile, QString());
+    const auto found = std::find_if(
+        candidates.cbegin(), candidates.cend(), [](const QString& path) { return QFileInfo::exists(path); });
+    if (found == candidates.cend()) {
+        loadQML(candidates.value(0, categoryPath(attribute, defaultFile, key)));
+        d->reportForContent(VTMessageError,
+            QStringLiteral("Can't find the interface file of this vantle: looked for %1.")
+                .arg(candidates.isEmpty() ? categoryPath(attribute, defaultFile, key) : alternatives(candidates)));
+        return false;
+    }
+    loadQML(QFileInfo(*found).absoluteFilePath());
+    if (status() == QQuickWidget::Error) {
+        d->reportQmlErrors(VTMessageError, errors());
+        return false;
+    }
+    return rootObject() != nullptr;
+}
+
 QString VTView::resourceDirectoryPath() const
 {
     // "resource" here and "resources" in findResource(): content written for
@@ -178,8 +258,16 @@ QString VTView::resourceDirectoryPath() const
 
 QString VTView::findResource(const QString& relativePath)
 {
-    return findComponent(
+    const QString path = findComponent(
         QStringLiteral("resources"), VTContextResourceFolder, QStringLiteral("Resources"), relativePath);
+    if (!relativePath.isEmpty() && !QFileInfo::exists(path)) {
+        const QStringList folders = componentCandidates(
+            QStringLiteral("resources"), VTContextResourceFolder, QStringLiteral("Resources"), QString());
+        d->reportForContent(VTMessageWarning,
+            QStringLiteral("Can't find the resource \"%1\": looked in %2.")
+                .arg(relativePath, folders.isEmpty() ? path : alternatives(folders)));
+    }
+    return path;
 }
 
 void VTView::setItemCursor(QQuickItem* object, const QString& shape, const QString& tag)
@@ -238,7 +326,8 @@ void VTView::statusHasChanged(QQuickWidget::Status s)
         return;
     for (const QQmlError& error : errors()) {
         d->manager->handleMessage(VTMessageDebug,
-            QStringLiteral("Error %1:%2:%3").arg(error.line()).arg(error.column()).arg(error.description()));
+            QStringLiteral("Error %1:%2:%3")
+                .arg(QString::number(error.line()), QString::number(error.column()), error.description()));
     }
 }
 
@@ -257,12 +346,11 @@ void VTView::handleWarnings(const QList<QQmlError>& warnings)
 {
     if (!d->manager)
         return;
+    d->reportQmlErrors(VTMessageWarning, warnings);
     for (const QQmlError& warning : warnings) {
         d->manager->handleMessage(VTMessageDebug,
             QStringLiteral("QML Warning %1:%2:%3")
-                .arg(warning.line())
-                .arg(warning.column())
-                .arg(warning.description()));
+                .arg(QString::number(warning.line()), QString::number(warning.column()), warning.description()));
     }
 }
 

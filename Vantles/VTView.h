@@ -33,8 +33,11 @@ class VTViewPrivate;
  * Replacing the content with setContent() does not delete the previous
  * element; the caller does that.
  *
- * Load problems and QML warnings are sent to the host at the DEBUG level
- * (VTMessageDebug): "Can't find :%1", "Error %1:%2:%3", "QML Warning %1:%2:%3".
+ * Problems reach the host through VTManager::report() with the position of
+ * their cause: QML errors and warnings with the QML file's line and column, a
+ * missing interface file or resource with the vantle's place in its control
+ * file. The short forms "Can't find :%1", "Error %1:%2:%3" and
+ * "QML Warning %1:%2:%3" are also sent at the DEBUG level (VTMessageDebug).
  */
 class VANTLES_EXPORT VTView : public QQuickWidget {
     Q_OBJECT
@@ -70,7 +73,8 @@ public:
     QDir packageRoot() const;
     void setPackageRoot(const QDir& root);
 
-    /// Whether documentation topics can be opened (VTContextDocumentationEnabled).
+    /// Whether documentation topics can be opened (VTContextDocumentationEnabled,
+    /// true when unset).
     bool documentationAvailable() const;
 
     /// The content's (or, one level up, its parent's) non-empty @p attribute,
@@ -81,8 +85,15 @@ public:
     /// the category itself when none exists.
     QString findComponent(
         const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const;
+    /// The paths findComponent() tries, in order.
+    QStringList componentCandidates(
+        const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const;
     /// The QML root file for the current content.
     QString uiRootFilePath() const;
+    /// Loads the QML root file for the current content unless it is loaded
+    /// already; false, with the problem reported, when the file is missing
+    /// or does not compile.
+    bool loadInterface();
     /// The resource category of the content ("Resources" by default).
     QString resourceDirectoryPath() const;
 

@@ -1,6 +1,7 @@
 #include "VTWidget.h"
 
 #include "VTContext.h"
+#include "VTLogging_p.h"
 #include "VTManager.h"
 #include "VTView.h"
 #include "VTXmlElement.h"
@@ -89,7 +90,6 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     d->view->setPackageRoot(QDir(rootPath));
 
     d->view->replaceContent(content);
-    const QFileInfo rootFile(d->view->uiRootFilePath());
 
     move(pos);
     if (isVisible())
@@ -103,7 +103,15 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     rootContext->setContextProperty(QStringLiteral("dataLocation"), rootPath);
     rootContext->setContextProperty(QStringLiteral("vantleView"), d->view);
 
-    d->view->loadQML(rootFile.absoluteFilePath());
+    // Never an empty box: without its interface the vantle is not shown.
+    if (!d->view->loadInterface()) {
+        hide();
+        return;
+    }
+    qCDebug(lcVantlesWindow).noquote() << QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
+                                              .arg(content->attribute(QStringLiteral("key")),
+                                                  content->attribute(QStringLiteral("VTLocation")),
+                                                  d->view->source().toLocalFile());
     showAnimated();
 }
 

@@ -1,5 +1,6 @@
 #include "VTXmlParser.h"
 
+#include "VTLogging_p.h"
 #include "VTXmlElement.h"
 
 #include <QDebug>
@@ -96,7 +97,7 @@ QObject* VTXmlParserPrivate::makeObject(
         const QString name = attribute.name().toString();
         const int propertyIndex = metaObject->indexOfProperty(name.toLatin1().constData());
         if (propertyIndex < 0) {
-            qDebug()
+            qCDebug(lcVantlesXml)
                 << QStringLiteral("No Property named %1 on %2").arg(name, QString::fromLatin1(metaObject->className()));
             delete object;
             *aborted = true;
@@ -104,8 +105,8 @@ QObject* VTXmlParserPrivate::makeObject(
         }
         const QString value = attribute.value().toString();
         if (!metaObject->property(propertyIndex).write(object, QVariant(value))) {
-            qDebug() << QStringLiteral("Could not write \"%1\" to property %2 of %3")
-                            .arg(value, name, QString::fromLatin1(metaObject->className()));
+            qCDebug(lcVantlesXml) << QStringLiteral("Could not write \"%1\" to property %2 of %3")
+                                         .arg(value, name, QString::fromLatin1(metaObject->className()));
         }
     }
     return object;
@@ -240,7 +241,7 @@ bool VTXmlParser::startElement(
     if (aborted)
         return false;
     if (!object) {
-        qDebug() << QStringLiteral("Could not find object for element: %1").arg(name);
+        qCDebug(lcVantlesXml) << QStringLiteral("Could not find object for element: %1").arg(name);
         return false;
     }
     if (!parent)
@@ -292,7 +293,8 @@ bool VTXmlParser::ignorableWhitespace(QStringView text)
 
 bool VTXmlParser::fatalError(qint64 lineNumber, qint64 columnNumber, const QString& message)
 {
-    qDebug() << QStringLiteral("Fatal error at %1,%2 : %3").arg(lineNumber).arg(columnNumber).arg(message);
+    qCDebug(lcVantlesXml) << QStringLiteral("Fatal error at %1,%2 : %3")
+                                 .arg(QString::number(lineNumber), QString::number(columnNumber), message);
     return false;
 }
 

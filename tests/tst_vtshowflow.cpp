@@ -52,12 +52,17 @@ private Q_SLOTS:
     void openExternalResourceRoutesByKind_data();
     void openExternalResourceRoutesByKind();
 
+    void contentMistakesAreReportedWithFileAndLine_data();
+    void contentMistakesAreReportedWithFileAndLine();
+
 private:
     QTemporaryDir m_dir;
     QString m_data;
 };
 
 namespace {
+
+using Files = QMap<QString, QByteArray>;
 
 const QByteArray qml = R"(import QtQuick 2.15
 Rectangle { width: 100; height: 40
@@ -610,6 +615,160 @@ void TestVTShowFlow::openExternalResourceRoutesByKind()
         QVERIFY(QMetaObject::invokeMethod(host.window()->view(), "openExternalResource", Q_ARG(QString, resource)));
         QCOMPARE(host.opened, expected);
     }
+}
+
+void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine_data()
+{
+    // A good package "P" (searching "Q") is copied for each row and broken as
+    // the row says: files replaced (a null text deletes), settings set. Then
+    // key "k" is shown twice; every problem must be reported once.
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QVariantMap>("settings"); // setting number -> value
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<bool>("shown");
+    QTest::addColumn<QString>("expected"); // pattern of "<level>:<file>:<line>:<column>: <text>"; empty: none
+
+    const QByteArray control = "P.vantles/Control/a.xml";
+    auto vantles = [](const QByteArray& attributes, const QByteArray& body) {
+        return "<vantles search=\"Q\"" + attributes + ">\n" + body + "</vantles>\n";
+    };
+    const QByteArray good = "<vantle key=\"k\"><title>Title</title></vantle>\n";
+    const QByteArray qmlHead = "import QtQuick 2.15\nRectangle {\n    width: 80\n";
+    QTest::newRow("no mistake") << Files() << QVariantMap() << "k" << true << QString();
+    QTest::newRow("undeclared entity") << Files {
+        { control, vantles("", "<vantle key=\"k\"><text>a&nbsp;b</text></vantle>\n") }
+    } << QVariantMap() << "k" << false << "100:P.vantles/Control/a.xml:2:29: Entity 'nbsp' not declared\\.";
+    QTest::newRow("mismatched tag") << Files { { control, vantles("", good + "<vantle key=\"x\"><b></vantle>\n") } }
+                                    << QVariantMap() << "k" << true
+                                    << "100:P.vantles/Control/a.xml:3:28: Opening and ending tag mismatch\\.";
+    QTest::newRow("misspelt root") << Files { { control, "<vantels>\n" + good + "</vantels>\n" } } << QVariantMap()
+                                   << "k" << false
+                                   << "200:P.vantles/Control/a.xml:1: The first element is <vantels>, not <vantles>";
+    QTest::newRow("misspelt vantle") << Files { { control, vantles("", "<vantel key=\"k\"/>\n") } } << QVariantMap()
+                                     << "k" << false << "200:P.vantles/Control/a.xml:2:1: <vantel> is not a <vantle>";
+    QTest::newRow("vantle without key") << Files { { control, vantles("", good + "<vantle/>\n") } } << QVariantMap()
+                                        << "k" << true
+                                        << "200:P.vantles/Control/a.xml:3:1: This <vantle> has no \"key\" attribute\\.";
+    QTest::newRow("key twice in a file")
+        << Files { { control, vantles("", good + good) } } << QVariantMap() << "k" << false
+        << "200:P.vantles/Control/a.xml:3:1: The key \"k\" is defined twice in this file \\(also at line 2\\)";
+    QTest::newRow("key in two files") << Files { { "P.vantles/Control/b.xml", vantles(" locale=\"en_US\"", good) } }
+                                      << QVariantMap() << "k" << true
+                                      << "200:P.vantles/Control/[ab].xml:2:1: The key \"k\" is also defined for locale "
+                                         "en_US at P.vantles/Control/[ab].xml:2:1, which is searched first\\.";
+    QTest::newRow("invalid locale") << Files { { control, vantles(" locale=\"english\"", good) } } << QVariantMap()
+                                    << "k" << false
+                                    << "200:P.vantles/Control/a.xml:1:1: \"english\" is not a valid locale name";
+    QTest::newRow("search names no package")
+        << Files { { control, "<vantles search=\"Q, Commn\">\n" + good + "</vantles>\n" } } << QVariantMap() << "k"
+        << true << "200:P.vantles/Control/a.xml:1:1: The search list names \"Commn\", which is no package";
+    QTest::newRow("data folder missing") << Files() << QVariantMap { { "extraData", "nowhere" } } << "k" << true
+                                         << "200:nowhere: This data folder does not exist\\.";
+    QTest::newRow("data folder without packages")
+        << Files { { "empty/readme.txt", "x" } } << QVariantMap { { "extraData", "empty" } } << "k" << true
+        << "200:empty: This data folder holds no package";
+    QTest::newRow("package folder misnamed")
+        << Files { { "P.vantle/Control/c.xml", vantles("", good) } } << QVariantMap() << "k" << true
+        << "200:P.vantle: This folder holds a Control folder but is not named";
+    QTest::newRow("invalid locale setting")
+        << Files() << QVariantMap { { QString::number(VTContextCurrentLocale), "en-us" } } << "k" << true
+        << "200:The setting VTContextCurrentLocale holds \"en-us\", which is not a valid locale name";
+    QTest::newRow("interface file missing")
+        << Files { { "P.vantles/ui/VantleUI.qml", QByteArray() } } << QVariantMap() << "k" << false
+        << "100:P.vantles/Control/a.xml:2:1: Can't find the interface file of this vantle: looked for "
+           "P.vantles/ui/VantleUI.qml or Q.vantles/ui/VantleUI.qml\\.";
+    QTest::newRow("interface does not compile")
+        << Files { { "P.vantles/ui/VantleUI.qml", qmlHead + "    Text { text: ) }\n}\n" } } << QVariantMap() << "k"
+        << false << "100:P.vantles/ui/VantleUI.qml:4:";
+    QTest::newRow("interface warns while running")
+        << Files { { "P.vantles/ui/VantleUI.qml", qmlHead + "    height: vantle.childElement(\"none\").content\n}\n" } }
+        << QVariantMap() << "k" << true
+        << "200:P.vantles/ui/VantleUI.qml:4:5: TypeError: Cannot read property 'content' of null";
+    QTest::newRow("resource missing")
+        << Files { { control, vantles("", "<vantle key=\"k\"><image source=\"pic.png\"/></vantle>\n") } }
+        << QVariantMap() << "k" << true
+        << "200:P.vantles/Control/a.xml:2:1: Can't find the resource \"pic.png\": looked in "
+           "P.vantles/Resources or Q.vantles/Resources\\.";
+    QTest::newRow("key in no package") << Files() << QVariantMap { { QString::number(VTContextMessageThreshold), 300 } }
+                                       << "nokey" << false
+                                       << "300:No package has a vantle for the key \"nokey\" in en_US\\.";
+    QTest::newRow("no translation") << Files()
+                                    << QVariantMap { { QString::number(VTContextMessageThreshold), 300 },
+                                           { QString::number(VTContextCurrentLocale), "en_US" } }
+                                    << "k" << true
+                                    << "300:P.vantles/l10n/Vantles_en_US.qm: There is no translation file for en_US";
+}
+
+void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine()
+{
+    QFETCH(Files, files);
+    QFETCH(QVariantMap, settings);
+    QFETCH(QString, key);
+    QFETCH(bool, shown);
+    QFETCH(QString, expected);
+
+    QTemporaryDir dir;
+    const QByteArray qml = "import QtQuick 2.15\nRectangle {\n    width: 80; height: 20\n"
+                           "    Image { source: vantle.childElement(\"image\") ? \"file://\" + "
+                           "vantleView.findResource(vantle.childElement(\"image\").attribute(\"source\")) : \"\" }\n"
+                           "    Text { text: vantleView.translate(\"Pin\", \"UI\") }\n}\n";
+    QMap<QString, QByteArray> package {
+        { "P.vantles/Control/a.xml",
+            "<vantles search=\"Q\">\n<vantle key=\"k\"><title>Title</title></vantle>\n</vantles>\n" },
+        { "P.vantles/ui/VantleUI.qml", qml },
+        { "Q.vantles/Control/q.xml", "<vantles>\n<vantle key=\"q\"/>\n</vantles>\n" },
+    };
+    package.insert(files);
+    for (auto it = package.cbegin(); it != package.cend(); ++it) {
+        if (!it.value().isNull())
+            QVERIFY(!VTTest::writeFile(dir, QLatin1String("data/") + it.key(), it.value()).isEmpty());
+    }
+    const QString data = QFileInfo(dir.filePath(QStringLiteral("data"))).canonicalFilePath();
+    QStringList dataPath { data };
+    VTContext context;
+    context.set(VTContextTimerInterval, 0);
+    for (auto it = settings.cbegin(); it != settings.cend(); ++it) {
+        if (it.key() == QLatin1String("extraData"))
+            dataPath.append(dir.filePath(QLatin1String("data/") + it.value().toString()));
+        else
+            context.set(VTContextKey(it.key().toInt()), it.value());
+    }
+
+    // Problems found while loading reach the default handler: the host's
+    // override is not in force inside the constructor.
+    VTTest::MessageLog log;
+    VTTest::RecordingHost host(context, dataPath);
+    QStringList received = log.debugMessages();
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(host.show(key, QPoint(10, 10), nullptr), shown);
+        QTest::qWait(20); // bindings that warn run when the scene is first rendered
+        if (host.manager()->widget())
+            host.manager()->widget()->hide();
+    }
+    for (QString message : qAsConst(host.messages))
+        received.append(message.replace(QRegularExpression(QStringLiteral("^(\\d+):")), QStringLiteral("\\1:")));
+
+    // "Warning:text" from the default handler, "200:text" from the host.
+    QStringList reported;
+    for (QString message : qAsConst(received)) {
+        message.replace(QStringLiteral("ERROR:"), QStringLiteral("100:"));
+        message.replace(QStringLiteral("Warning:"), QStringLiteral("200:"));
+        message.replace(QStringLiteral("Information:"), QStringLiteral("300:"));
+        message.replace(data + QLatin1Char('/'), QString());
+        if (!message.startsWith(QLatin1String("300:Retrieved")) && !message.startsWith(QLatin1String("300:indexing"))
+            && !message.startsWith(QLatin1String("300:looking")) && !message.startsWith(QLatin1String("300:found"))
+            && !message.startsWith(QLatin1String("300:Indexed")))
+            reported.append(message);
+    }
+    if (expected.isEmpty()) {
+        QCOMPARE(reported, QStringList());
+        return;
+    }
+    const QStringList matching = reported.filter(QRegularExpression(QLatin1Char('^') + expected));
+    QVERIFY2(matching.size() == 1, qPrintable(reported.join(QLatin1Char('\n'))));
+    // Errors and warnings are also kept for the host to list.
+    if (expected.startsWith(QLatin1String("100:")) || expected.startsWith(QLatin1String("200:")))
+        QCOMPARE(host.manager()->problems().size(), reported.size());
 }
 
 QTEST_MAIN(TestVTShowFlow)

@@ -1,0 +1,8 @@
+#include "VTLogging_p.h"
+
+namespace Vantles {
+
+Q_LOGGING_CATEGORY(lcVantlesXml, "vantles.xml")
+Q_LOGGING_CATEGORY(lcVantlesWindow, "vantles.window", QtInfoMsg)
+
+} // namespace Vantles

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+namespace Vantles {
+
+// Diagnostics on Qt's debug channel, one category per area, so that a host can
+// mute or enable one with QT_LOGGING_RULES ("vantles.xml.debug=false").
+Q_DECLARE_LOGGING_CATEGORY(lcVantlesXml)
+// What the tooltip window shows; off unless "vantles.window.debug=true".
+Q_DECLARE_LOGGING_CATEGORY(lcVantlesWindow)
+
+} // namespace Vantles
