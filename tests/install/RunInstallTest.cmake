@@ -1,6 +1,8 @@
-# Installs the built library into a scratch prefix, then configures, builds
-# and runs a host project that finds it with find_package(Vantles).
-#   cmake -DBUILD_DIR=... -DHOST_SOURCE=... -DWORK_DIR=... -P RunInstallTest.cmake
+# Installs the built library into a scratch prefix, then builds the host
+# example of README.md, exactly as written there, against the installed
+# package and runs it offscreen on the sample data: the README cannot drift
+# from the library.
+#   cmake -DBUILD_DIR=... -DREADME=... -DDATA_DIR=... -DWORK_DIR=... -P RunInstallTest.cmake
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 
@@ -9,23 +11,56 @@ function(run_step what)
     if(NOT result EQUAL 0)
         message(FATAL_ERROR "${what} failed (${result}):\n${out}\n${err}")
     endif()
-    set(step_output "${out}" PARENT_SCOPE)
 endfunction()
 
 run_step("Installing" ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
-foreach(header VTContext.h VTXmlElement.h VTXmlParser.h VTIndex.h VTInterface.h VTManager.h vantles_export.h)
+foreach(header VTContext.h VTIndex.h VTInterface.h VTKeyDefinition.h VTManager.h VTProblem.h VTXmlElement.h
+        VTXmlParser.h vantles_export.h)
     if(NOT EXISTS "${prefix}/include/Vantles/${header}")
         message(FATAL_ERROR "include/Vantles/${header} was not installed")
     endif()
 endforeach()
 
-run_step("Configuring the host" ${CMAKE_COMMAND} -S "${HOST_SOURCE}" -B "${WORK_DIR}/host" -G Ninja
-    "-DCMAKE_PREFIX_PATH=${prefix}")
-run_step("Building the host" ${CMAKE_COMMAND} --build "${WORK_DIR}/host")
-set(ENV{QT_QPA_PLATFORM} offscreen)
-set(ENV{LD_LIBRARY_PATH} "${prefix}/lib:${prefix}/lib64:$ENV{LD_LIBRARY_PATH}")
-run_step("Running the host" "${WORK_DIR}/host/host")
-if(NOT step_output MATCHES "<vantles>\n  <vantle key=\"k\"/>\n</vantles>")
-    message(FATAL_ERROR "Unexpected output of the host:\n${step_output}")
+# The README's CMake lines and its C++ block with a main().
+file(READ "${README}" readme)
+# Semicolons would split the blocks as CMake list items.
+string(REPLACE ";" "@SEMICOLON@" readme "${readme}")
+string(REGEX MATCHALL "```[a-z]*\n[^`]*```" blocks "${readme}")
+foreach(block IN LISTS blocks)
+    if(block MATCHES "^```cmake\n" AND block MATCHES "find_package\\(Vantles")
+        string(REGEX REPLACE "^```cmake\n|```$" "" cmake_lines "${block}")
+    elseif(block MATCHES "^```cpp\n" AND block MATCHES "int main\\(")
+        string(REGEX REPLACE "^```cpp\n|```$" "" host_source "${block}")
+    endif()
+endforeach()
+if(NOT cmake_lines OR NOT host_source)
+    message(FATAL_ERROR "README.md has no CMake block with find_package(Vantles) or no C++ block with main()")
 endif()
-message(STATUS "The installed package works:\n${step_output}")
+string(REPLACE "@SEMICOLON@" ";" cmake_lines "${cmake_lines}")
+string(REPLACE "@SEMICOLON@" ";" host_source "${host_source}")
+set(host "${WORK_DIR}/host")
+file(WRITE "${host}/main.cpp" "${host_source}")
+file(WRITE "${host}/CMakeLists.txt" "cmake_minimum_required(VERSION 3.21)
+project(ReadmeHost LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 17)
+add_executable(app main.cpp)
+${cmake_lines}")
+
+run_step("Configuring the README host" ${CMAKE_COMMAND} -S "${host}" -B "${host}/build" -G Ninja
+    "-DCMAKE_PREFIX_PATH=${prefix}")
+run_step("Building the README host" ${CMAKE_COMMAND} --build "${host}/build")
+
+# The host runs until it is closed: let it show its vantle, then stop it. The
+# library says what it shows on the "vantles.window" logging category.
+set(ENV{QT_QPA_PLATFORM} offscreen)
+set(ENV{QT_QUICK_BACKEND} software)
+set(ENV{QT_LOGGING_RULES} "vantles.window.debug=true")
+set(ENV{LD_LIBRARY_PATH} "${prefix}/lib:${prefix}/lib64:$ENV{LD_LIBRARY_PATH}")
+execute_process(COMMAND "${host}/build/app" "${DATA_DIR}" TIMEOUT 6 OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT err MATCHES "Showing the vantle \"actionOpen\" of [^\n]*/Sample_en.xml with [^\n]*/ui/VantleUI.qml")
+    message(FATAL_ERROR "The README host showed no vantle:\n${out}\n${err}")
+endif()
+if(err MATCHES "vantles:")
+    message(FATAL_ERROR "The README host reported problems with the sample data:\n${err}")
+endif()
+message(STATUS "The README host works:\n${err}")
