@@ -54,6 +54,7 @@ private Q_SLOTS:
 
     void contentMistakesAreReportedWithFileAndLine_data();
     void contentMistakesAreReportedWithFileAndLine();
+    void aProblemIsReportedAgainOnlyForANewVersionOfItsFile();
 
 private:
     QTemporaryDir m_dir;
@@ -769,6 +770,29 @@ void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine()
     // Errors and warnings are also kept for the host to list.
     if (expected.startsWith(QLatin1String("100:")) || expected.startsWith(QLatin1String("200:")))
         QCOMPARE(host.manager()->problems().size(), reported.size());
+}
+
+void TestVTShowFlow::aProblemIsReportedAgainOnlyForANewVersionOfItsFile()
+{
+    QTemporaryDir dir;
+    const QString file = VTTest::writeFile(dir, QStringLiteral("data/P.vantles/Control/a.xml"),
+        "<vantles>\n<vantle key=\"k\"/>\n<vantle key=\"k\"/>\n</vantles>\n");
+    VTContext context;
+    VTTest::RecordingHost host(context, { dir.filePath(QStringLiteral("data")) });
+    auto reports = [&] {
+        host.messages.clear();
+        host.show(QStringLiteral("k"), QPoint(), nullptr);
+        host.keys();
+        return host.messages.filter(QStringLiteral("defined twice")).size();
+    };
+    // Found while loading, so only the default handler heard it.
+    QCOMPARE(reports(), 0);
+    QFile edited(file);
+    QVERIFY(edited.open(QIODevice::Append));
+    edited.write("<!-- edited -->\n");
+    edited.close();
+    QCOMPARE(reports(), 1);
+    QCOMPARE(reports(), 0);
 }
 
 QTEST_MAIN(TestVTShowFlow)
