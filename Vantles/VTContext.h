@@ -43,6 +43,9 @@ enum VTContextKey : int {
     VTContextMessageThreshold = 36, ///< int, 200: messages of a greater type are dropped
     VTContextTranslationPrefix = 37, ///< string, "Vantles": prefix of translation file names
     VTContextInterfaceScale = 38, ///< double, 1.0: user-interface scale factor
+    /// string, empty: an SQLite database file in which the index keeps what it
+    /// read, so that a later start reads only the control files that changed
+    VTContextIndexDatabase = 40,
 };
 
 /**

@@ -2,6 +2,7 @@
 
 #include "VTContext.h"
 #include "VTControlFileScanner_p.h"
+#include "VTIndexStore_p.h"
 #include "VTXmlElement.h"
 #include "VTXmlParser.h"
 
@@ -9,37 +10,37 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QHash>
 #include <QPointer>
 #include <QRegularExpression>
+#include <QSet>
+#include <QTimer>
 #include <QXmlStreamReader>
 
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <vector>
 
 namespace Vantles {
 
 namespace {
 
-// What the index knows of one control file: the version it read and what
-// the read found.
+// A control file the index knows: what it read (kept by the store) and the
+// control paths it is searched under.
 struct ControlFile {
-    QString path;
-    qint64 size = -1;
-    qint64 modified = 0;
-    VTControlFileScan scan;
-    // How many vantles define each key; a key defined twice serves nothing
-    // from this file.
-    QHash<QString, int> keyCounts;
+    VTStoredFile stored;
+    QList<std::pair<qint64, int>> paths; // rank and depth of each control path
+    bool viaStore = false; // a path of store(), read whatever its first tag
 };
 
-// A control path that defines a key, with its place in the search order.
+// A control path whose file defines a key, with its place in the search order.
 struct Candidate {
     qint64 rank; // smaller is searched first
     int depth;
     ControlFile* file;
+    VTScannedVantle vantle; // the first definition in the file
+    int count; // definitions in the file: a key defined twice serves nothing
 };
 
 // The version of a file on disk: its size and modification time.
@@ -49,17 +50,11 @@ struct FileVersion {
     bool operator==(const FileVersion& other) const { return size == other.size && modified == other.modified; }
 };
 
-FileVersion versionOf(const QString& path)
+FileVersion versionOf(const QFileInfo& info)
 {
-    const QFileInfo info(path);
     if (!info.exists())
         return {};
     return { info.size(), info.lastModified().toMSecsSinceEpoch() };
-}
-
-QString packageExtension(const VTContext* context)
-{
-    return context->get(VTContextPackageExtension, QStringLiteral("vantles")).toString();
 }
 
 // The parsers of a lookup make plain elements, also for an element that
@@ -73,47 +68,24 @@ void setUpLookupParser(VTXmlParser& parser)
 // The first tag in the file, judged line by line, so that a tag split over
 // two lines is judged by what each line holds: its name and line, or an
 // empty name when there is none.
-QString firstTag(const QString& path, qint64* lineNumber)
+QString firstTag(QIODevice* file, qint64* lineNumber)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QString();
     static const QRegularExpression tag(QStringLiteral("<(\\w+)\\s*(\\w|>|/>)"));
-    *lineNumber = 0;
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine(1024);
-        if (line.isEmpty())
+    qint64 line = 1;
+    while (!file->atEnd()) {
+        const QByteArray piece = file->readLine(1024);
+        if (piece.isEmpty())
             break;
-        if (line.endsWith('\n'))
-            ++*lineNumber;
-        const QRegularExpressionMatch match = tag.match(QString::fromLatin1(line.constData()));
+        const QRegularExpressionMatch match = tag.match(QString::fromLatin1(piece.constData()));
         if (match.hasMatch()) {
-            if (!line.endsWith('\n'))
-                ++*lineNumber;
+            *lineNumber = line;
             return match.captured(1);
         }
+        if (piece.endsWith('\n'))
+            ++line;
     }
+    *lineNumber = 0;
     return QString();
-}
-
-// Steps up from @p file one folder at a time until the canonical path is that
-// of @p location. The walk is lexical and stops at the root, so links can
-// neither make it loop nor lead it away; -1 when the location is not reached.
-int depthBelow(const QString& file, const QString& location)
-{
-    const QString target = QFileInfo(location).canonicalFilePath();
-    if (target.isEmpty())
-        return -1;
-    QString current = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
-    int depth = 0;
-    while (QFileInfo(current).canonicalFilePath() != target) {
-        const QString parent = QFileInfo(current).absolutePath();
-        if (QDir(current).isRoot() || parent == current)
-            return -1;
-        current = parent;
-        ++depth;
-    }
-    return depth;
 }
 
 // Whether files serving these two locales both answer a lookup for one locale.
@@ -121,6 +93,16 @@ bool localesOverlap(const QString& a, const QString& b)
 {
     return a.isEmpty() || b.isEmpty() || QLocale(a) == QLocale(b);
 }
+
+QString rankKey(const QString& path, int depth)
+{
+    return QString::number(depth) + QLatin1Char(':') + path;
+}
+
+// Beyond this many control files, edits in place are noticed when a lookup
+// uses the file, not by a watch of its own: watches are a shared, limited
+// resource of the system.
+constexpr int maximumWatchedFiles = 2000;
 
 } // namespace
 
@@ -135,15 +117,26 @@ public:
     QPointer<VTContext> context;
     QStringList paths;
     QList<VTControlPath> controlPaths;
-    QHash<QString, qint64> ranks; // of each control path, by rankKey()
+    QSet<QString> controlPathKeys; // rankKey() of each control path
     QMap<QString, QStringList> packages;
     bool inUpdate = false;
     const QRegularExpression separator { QStringLiteral("[,;\\s]+") };
 
+    std::unique_ptr<VTIndexStore> store;
     std::map<QString, std::unique_ptr<ControlFile>> files;
-    QHash<QString, std::vector<Candidate>> candidates;
+    QHash<qint64, ControlFile*> byId;
     qint64 nextIndexedRank = -1; // indexed last is searched first
     qint64 nextStoredRank = 1; // stored paths come after every indexed one
+    QSet<qint64> unchecked; // read since the last cross-file check
+    bool purged = false;
+    QHash<QString, QString> canonicalFolders;
+    QHash<QString, QString> packageNames;
+
+    QFileSystemWatcher* watcher = nullptr;
+    QHash<QString, QString> watchedFolders; // folder -> the location its files are indexed under
+    int watchedFiles = 0;
+    QSet<QString> changedPaths;
+    QTimer* changeTimer = nullptr;
 
     // The key-data file, read once per version: each key's attributes.
     struct KeyData {
@@ -152,172 +145,295 @@ public:
         QHash<QString, QList<std::pair<QString, QString>>> entries;
     } keyData;
 
-    static QString rankKey(const QString& path, int depth) { return QString::number(depth) + QLatin1Char(':') + path; }
-
     void report(VTMessageType type, const QString& file, qint64 line, qint64 column, const QString& text)
     {
         Q_EMIT q->problemFound(VTProblem { type, file, line, column, text });
     }
 
+    VTIndexStore* theStore();
+    QString canonicalFolder(const QString& folder);
+    int depthBelow(const QString& file, const QString& location);
     ControlFile* fileRecord(const QString& path);
+    bool refresh(ControlFile* file);
     void read(ControlFile* file);
-    void addCandidates(ControlFile* file, qint64 rank, int depth);
-    void removeCandidates(ControlFile* file);
-    void reportDuplicates(ControlFile* file, const QString& key);
-    ControlFile* current(ControlFile* file);
-    VTXmlElement* loadVantle(ControlFile* file, const QString& key, VTXmlElement*& root);
+    QList<Candidate> candidates(const QString& key);
+    void checkAcrossFiles();
+    void forget(ControlFile* file);
+    VTXmlElement* loadVantle(ControlFile* file, const VTScannedVantle& vantle, const QString& key, VTXmlElement*& root);
+    void watch(const QString& file, const QString& location);
+    void applyChanges();
     void refreshKeyData();
 };
 
-// The record of @p path, read when it is first asked for.
-ControlFile* VTIndexPrivate::fileRecord(const QString& path)
+// The store, opened on first use: a database when the setting names one.
+VTIndexStore* VTIndexPrivate::theStore()
 {
-    auto it = files.find(path);
-    if (it != files.end())
-        return it->second.get();
-    auto file = std::make_unique<ControlFile>();
-    file->path = path;
-    ControlFile* result = file.get();
-    files.emplace(path, std::move(file));
-    read(result);
-    return result;
+    if (store)
+        return store.get();
+    const QString path = q->context()->get(VTContextIndexDatabase).toString();
+    QString problem;
+    store = VTIndexStore::open(path, &problem);
+    if (!problem.isEmpty()) {
+        report(VTMessageWarning, path, 0, 0,
+            QStringLiteral("The index database cannot be used, so the index is kept in memory: %1").arg(problem));
+    }
+    for (const VTStoredFile& stored : store->files()) {
+        auto file = std::make_unique<ControlFile>();
+        file->stored = stored;
+        byId.insert(stored.id, file.get());
+        files.emplace(stored.path, std::move(file));
+    }
+    return store.get();
 }
 
-// Reads the file again and reports what is wrong with it.
+QString VTIndexPrivate::canonicalFolder(const QString& folder)
+{
+    auto it = canonicalFolders.constFind(folder);
+    if (it == canonicalFolders.constEnd())
+        it = canonicalFolders.insert(folder, QFileInfo(folder).canonicalFilePath());
+    return it.value();
+}
+
+// Steps up from @p file one folder at a time until the canonical path is that
+// of @p location. The walk is lexical and stops at the root, so links can
+// neither make it loop nor lead it away; -1 when the location is not reached.
+int VTIndexPrivate::depthBelow(const QString& file, const QString& location)
+{
+    const QString target = canonicalFolder(location);
+    if (target.isEmpty())
+        return -1;
+    QString current = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    // A plain file is never the location itself.
+    const QFileInfo info(current);
+    if (!info.isFile() && info.canonicalFilePath() == target)
+        return 0;
+    int depth = 0;
+    for (;;) {
+        const QString parent = QFileInfo(current).absolutePath();
+        if (QDir(current).isRoot() || parent == current)
+            return -1;
+        current = parent;
+        ++depth;
+        if (canonicalFolder(current) == target)
+            return depth;
+    }
+}
+
+// The record of @p path; a new one is read by the first refresh().
+ControlFile* VTIndexPrivate::fileRecord(const QString& path)
+{
+    theStore();
+    auto it = files.find(path);
+    if (it == files.end()) {
+        auto file = std::make_unique<ControlFile>();
+        file->stored.path = path;
+        it = files.emplace(path, std::move(file)).first;
+    }
+    return it->second.get();
+}
+
+// Reads @p file again when it changed since it was read, in this run or, with
+// a database, in an earlier one; true when it was read.
+bool VTIndexPrivate::refresh(ControlFile* file)
+{
+    const FileVersion version = versionOf(QFileInfo(file->stored.path));
+    if (file->stored.id && version == FileVersion { file->stored.size, file->stored.modified })
+        return false;
+    read(file);
+    return true;
+}
+
+// Reads the file and reports what is wrong with it.
 void VTIndexPrivate::read(ControlFile* file)
 {
-    const FileVersion version = versionOf(file->path);
-    file->size = version.size;
-    file->modified = version.modified;
-    file->keyCounts.clear();
-    QFile input(file->path);
-    if (!input.open(QIODevice::ReadOnly)) {
-        file->scan = VTControlFileScan();
+    VTStoredFile& stored = file->stored;
+    QFile input(stored.path);
+    const FileVersion version = versionOf(QFileInfo(input));
+    stored.size = version.size;
+    stored.modified = version.modified;
+    stored.scan = VTControlFileScan();
+    stored.firstTag.clear();
+    QList<VTScannedVantle> vantles;
+    if (input.open(QIODevice::ReadOnly)) {
+        stored.firstTag = firstTag(&input, &stored.firstTagLine);
+        if ((stored.firstTag == QLatin1String("vantles") || file->viaStore) && input.seek(0)) {
+            stored.scan = scanControlFile(input.readAll());
+            vantles = std::move(stored.scan.vantles);
+            stored.scan.vantles.clear();
+        }
+    }
+    if (file->stored.id)
+        byId.remove(file->stored.id);
+    stored.id = theStore()->put(stored, vantles);
+    byId.insert(stored.id, file);
+    unchecked.insert(stored.id);
+
+    const VTControlFileScan& scan = stored.scan;
+    if (!scan.isControlFile()) {
+        // A path of store() is read without the first-tag judgement of indexing.
+        if (file->viaStore)
+            return;
+        QString text = QStringLiteral("The first element is <%1>, not <vantles>: this is not a control file.")
+                           .arg(stored.firstTag);
+        if (!input.isOpen())
+            text = QStringLiteral("The file cannot be read.");
+        else if (stored.firstTag.isEmpty())
+            text = QStringLiteral("No element found: this is not a control file.");
+        report(VTMessageWarning, stored.path, stored.firstTagLine, 0, text);
         return;
     }
-    file->scan = scanControlFile(input.readAll());
-    const VTControlFileScan& scan = file->scan;
-    if (!scan.isControlFile())
-        return;
-
     if (scan.hasLocale && !isValidLocaleName(scan.locale)) {
-        report(VTMessageWarning, file->path, scan.rootLine, scan.rootColumn,
+        report(VTMessageWarning, stored.path, scan.rootLine, scan.rootColumn,
             QStringLiteral("\"%1\" is not a valid locale name (such as en_US), so this file serves no locale.")
                 .arg(scan.locale));
     }
     for (const VTScannedVantle& other : scan.others) {
-        report(VTMessageWarning, file->path, other.line, other.column,
+        report(VTMessageWarning, stored.path, other.line, other.column,
             QStringLiteral("<%1> is not a <vantle>: lookups ignore it.").arg(other.key));
     }
-    QHash<QString, const VTScannedVantle*> first;
-    for (const VTScannedVantle& vantle : scan.vantles) {
+    QHash<QString, qint64> firstLines;
+    for (const VTScannedVantle& vantle : qAsConst(vantles)) {
         if (!vantle.hasKey) {
-            report(VTMessageWarning, file->path, vantle.line, vantle.column,
+            report(VTMessageWarning, stored.path, vantle.line, vantle.column,
                 QStringLiteral("This <vantle> has no \"key\" attribute."));
-        }
-        int& count = file->keyCounts[vantle.key];
-        if (++count == 2 && vantle.hasKey) {
-            report(VTMessageWarning, file->path, vantle.line, vantle.column,
+        } else if (firstLines.contains(vantle.key)) {
+            report(VTMessageWarning, stored.path, vantle.line, vantle.column,
                 QStringLiteral("The key \"%1\" is defined twice in this file (also at line %2), so this file serves "
                                "neither.")
-                    .arg(vantle.key, QString::number(first.value(vantle.key)->line)));
+                    .arg(vantle.key, QString::number(firstLines.value(vantle.key))));
         }
-        first.insert(vantle.key, &vantle);
+        firstLines.insert(vantle.key, vantle.line);
     }
     if (!scan.error.isEmpty()) {
-        report(VTMessageError, file->path, scan.errorLine, scan.errorColumn,
+        report(VTMessageError, stored.path, scan.errorLine, scan.errorColumn,
             QStringLiteral("%1 The rest of the file is ignored.").arg(scan.error));
     }
 }
 
-void VTIndexPrivate::addCandidates(ControlFile* file, qint64 rank, int depth)
+// Each control path whose file defines @p key, in search order.
+QList<Candidate> VTIndexPrivate::candidates(const QString& key)
 {
-    for (auto it = file->keyCounts.cbegin(); it != file->keyCounts.cend(); ++it) {
-        std::vector<Candidate>& list = candidates[it.key()];
-        const Candidate candidate { rank, depth, file };
-        list.insert(std::upper_bound(list.begin(), list.end(), candidate,
-                        [](const Candidate& a, const Candidate& b) { return a.rank < b.rank; }),
-            candidate);
-        reportDuplicates(file, it.key());
-    }
-}
-
-void VTIndexPrivate::removeCandidates(ControlFile* file)
-{
-    for (auto it = file->keyCounts.cbegin(); it != file->keyCounts.cend(); ++it) {
-        auto found = candidates.find(it.key());
-        if (found == candidates.end())
+    QList<Candidate> result;
+    qint64 lastFile = 0;
+    for (const VTStoredVantle& definition : theStore()->find(key)) {
+        if (definition.file == lastFile) {
+            for (Candidate& candidate : result) {
+                if (candidate.file->stored.id == definition.file)
+                    ++candidate.count;
+            }
             continue;
-        std::vector<Candidate>& list = found.value();
-        list.erase(std::remove_if(list.begin(), list.end(), [file](const Candidate& c) { return c.file == file; }),
-            list.end());
-        if (list.empty())
-            candidates.erase(found);
+        }
+        lastFile = definition.file;
+        ControlFile* file = byId.value(definition.file);
+        if (!file)
+            continue;
+        for (const auto& [rank, depth] : qAsConst(file->paths))
+            result.append({ rank, depth, file, definition.vantle, 1 });
     }
+    std::sort(result.begin(), result.end(), [](const Candidate& a, const Candidate& b) { return a.rank < b.rank; });
+    return result;
 }
 
-// Reports every other file that defines @p key for a locale @p file serves
-// too: of each two, the one searched later never answers for it.
-void VTIndexPrivate::reportDuplicates(ControlFile* file, const QString& key)
+// What only the whole index can tell, for the files read since the last
+// check: a search list naming no package, and a key another file defines for
+// the same locale. Of two such files the one searched later never answers.
+void VTIndexPrivate::checkAcrossFiles()
 {
-    const std::vector<Candidate> list = candidates.value(key);
-    if (list.size() < 2 || key.isEmpty())
+    if (unchecked.isEmpty())
         return;
-    for (const Candidate& other : list) {
-        if (other.file == file || !localesOverlap(file->scan.locale, other.file->scan.locale))
+    QSet<QString> keys;
+    for (qint64 id : qAsConst(unchecked)) {
+        const ControlFile* file = byId.value(id);
+        if (!file || !file->stored.scan.isControlFile())
             continue;
-        // The candidates are in search order: the first of the two wins.
-        const ControlFile* first = std::find_if(list.begin(), list.end(), [&](const Candidate& c) {
-            return c.file == file || c.file == other.file;
-        })->file;
-        const VTKeyDefinition winner = q->definition(first->path, key);
-        const VTKeyDefinition loser = q->definition(first == file ? other.file->path : file->path, key);
-        const QString locale = winner.locale.isEmpty() ? loser.locale : winner.locale;
-        const QString servedFor
-            = locale.isEmpty() ? QStringLiteral("every locale") : QStringLiteral("locale %1").arg(locale);
-        report(VTMessageWarning, loser.file, loser.line, loser.column,
-            QStringLiteral("The key \"%1\" is also defined for %2 at %3, which is searched first.")
-                .arg(key, servedFor,
-                    VTProblem { VTMessageWarning, winner.file, winner.line, winner.column, QString() }.place()));
+        const VTControlFileScan& scan = file->stored.scan;
+        if (!scan.search.isEmpty()) {
+            for (const QString& name : scan.search.split(separator)) {
+                if (!name.isEmpty() && !packages.contains(name)) {
+                    report(VTMessageWarning, file->stored.path, scan.rootLine, scan.rootColumn,
+                        QStringLiteral("The search list names \"%1\", which is no package on the data path.")
+                            .arg(name));
+                }
+            }
+        }
+        // A few files are checked key by key; many at once through the
+        // store's list of keys that several files define.
+        if (unchecked.size() <= 64) {
+            for (const VTScannedVantle& vantle : store->vantles(id))
+                keys.insert(vantle.key);
+        }
     }
+    if (unchecked.size() > 64) {
+        const QStringList shared = store->sharedKeys();
+        keys = QSet<QString>(shared.cbegin(), shared.cend());
+    }
+    for (const QString& key : qAsConst(keys)) {
+        if (key.isEmpty())
+            continue;
+        const QList<Candidate> list = candidates(key);
+        for (int later = 1; later < list.size(); ++later) {
+            const Candidate& loser = list.at(later);
+            const auto winner = std::find_if(list.cbegin(), list.cbegin() + later, [&](const Candidate& c) {
+                return c.file != loser.file
+                    && localesOverlap(c.file->stored.scan.locale, loser.file->stored.scan.locale);
+            });
+            if (winner == list.cbegin() + later
+                || std::any_of(
+                    list.cbegin(), list.cbegin() + later, [&](const Candidate& c) { return c.file == loser.file; }))
+                continue;
+            if (!unchecked.contains(loser.file->stored.id) && !unchecked.contains(winner->file->stored.id))
+                continue;
+            const QString locale = winner->file->stored.scan.locale.isEmpty() ? loser.file->stored.scan.locale
+                                                                              : winner->file->stored.scan.locale;
+            const QString servedFor
+                = locale.isEmpty() ? QStringLiteral("every locale") : QStringLiteral("locale %1").arg(locale);
+            const VTProblem place { VTMessageWarning, winner->file->stored.path, winner->vantle.line,
+                winner->vantle.column, QString() };
+            report(VTMessageWarning, loser.file->stored.path, loser.vantle.line, loser.vantle.column,
+                QStringLiteral("The key \"%1\" is also defined for %2 at %3, which is searched first.")
+                    .arg(key, servedFor, place.place()));
+        }
+    }
+    unchecked.clear();
 }
 
-// @p file as it is on disk now: read again when it changed since the last read.
-ControlFile* VTIndexPrivate::current(ControlFile* file)
+// Drops @p file and its control paths.
+void VTIndexPrivate::forget(ControlFile* file)
 {
-    if (versionOf(file->path) == FileVersion { file->size, file->modified })
-        return file;
-    removeCandidates(file);
-    read(file);
-    for (const VTControlPath& path : qAsConst(controlPaths)) {
-        if (path.path == file->path)
-            addCandidates(file, ranks.value(rankKey(path.path, path.depth)), path.depth);
+    const QString path = file->stored.path;
+    controlPaths.removeIf([&](const VTControlPath& controlPath) {
+        if (controlPath.path != path)
+            return false;
+        controlPathKeys.remove(rankKey(controlPath.path, controlPath.depth));
+        return true;
+    });
+    if (file->stored.id) {
+        theStore()->remove(file->stored.id);
+        byId.remove(file->stored.id);
+        unchecked.remove(file->stored.id);
     }
-    return file;
+    files.erase(path);
 }
 
 // The vantle of @p key, parsed from its own bytes with the root's start tag
 // around it; the whole file when it cannot be cut.
-VTXmlElement* VTIndexPrivate::loadVantle(ControlFile* file, const QString& key, VTXmlElement*& root)
+VTXmlElement* VTIndexPrivate::loadVantle(
+    ControlFile* file, const VTScannedVantle& vantle, const QString& key, VTXmlElement*& root)
 {
-    const VTControlFileScan& scan = file->scan;
-    const auto vantle = std::find_if(
-        scan.vantles.cbegin(), scan.vantles.cend(), [&key](const VTScannedVantle& v) { return v.key == key; });
-    if (vantle == scan.vantles.cend())
-        return nullptr;
-    if (scan.rootTag.isEmpty() || vantle->begin < 0)
-        return q->load(key, file->path, QLocale(scan.locale), root);
+    const VTStoredFile& stored = file->stored;
+    if (stored.scan.rootTag.isEmpty() || vantle.begin < 0)
+        return q->load(key, stored.path, QLocale(stored.scan.locale), root);
 
-    QFile input(file->path);
-    if (!input.open(QIODevice::ReadOnly) || !input.seek(vantle->begin))
+    QFile input(stored.path);
+    if (!input.open(QIODevice::ReadOnly) || !input.seek(vantle.begin))
         return nullptr;
-    const QByteArray piece = input.read(vantle->end - vantle->begin);
-    if (piece.size() != vantle->end - vantle->begin)
+    const QByteArray piece = input.read(vantle.end - vantle.begin);
+    if (piece.size() != vantle.end - vantle.begin)
         return nullptr;
 
     VTXmlParser parser(&VTIndex::retrieveElementShouldGenerateElement, const_cast<QString*>(&key));
     setUpLookupParser(parser);
-    const QList<QObject*> roots = parser.read(scan.rootTag + piece + "</" + scan.rootName.toUtf8() + '>');
+    const QList<QObject*> roots = parser.read(stored.scan.rootTag + piece + "</" + stored.scan.rootName.toUtf8() + '>');
     if (roots.size() != 1 || roots.first()->children().size() != 1) {
         qDeleteAll(roots);
         return nullptr;
@@ -329,10 +445,83 @@ VTXmlElement* VTIndexPrivate::loadVantle(ControlFile* file, const QString& key, 
         root = nullptr;
         return nullptr;
     }
-    q->loadKeyData(key, file->path, result);
-    result->setAttribute(QStringLiteral("VTLocation"), file->path);
-    result->setAttribute(QStringLiteral("VTPackagName"), q->packageNameForLocation(file->path));
+    q->loadKeyData(key, stored.path, result);
+    result->setAttribute(QStringLiteral("VTLocation"), stored.path);
+    result->setAttribute(QStringLiteral("VTPackagName"), q->packageNameForLocation(stored.path));
     return result;
+}
+
+// Watches the folder of @p file, for control files added and removed, and
+// the file itself while there are few, for edits in place.
+void VTIndexPrivate::watch(const QString& file, const QString& location)
+{
+    if (!watcher) {
+        watcher = new QFileSystemWatcher(q);
+        changeTimer = new QTimer(q);
+        changeTimer->setSingleShot(true);
+        // An editor may write a file in several steps: wait for the last.
+        changeTimer->setInterval(100);
+        auto changed = [this](const QString& path) {
+            changedPaths.insert(path);
+            changeTimer->start();
+        };
+        QObject::connect(watcher, &QFileSystemWatcher::directoryChanged, q, changed);
+        QObject::connect(watcher, &QFileSystemWatcher::fileChanged, q, changed);
+        QObject::connect(changeTimer, &QTimer::timeout, q, [this] { applyChanges(); });
+    }
+    const QString folder = QFileInfo(file).absolutePath();
+    if (!watchedFolders.contains(folder)) {
+        watchedFolders.insert(folder, location);
+        watcher->addPath(folder);
+    }
+    if (watchedFiles < maximumWatchedFiles && watcher->addPath(file))
+        ++watchedFiles;
+}
+
+// Indexes the control files added to a watched folder, forgets the removed
+// ones and reads the edited ones again.
+void VTIndexPrivate::applyChanges()
+{
+    const QSet<QString> changed = std::exchange(changedPaths, {});
+    for (const QString& path : changed) {
+        const auto folder = watchedFolders.constFind(path);
+        if (folder == watchedFolders.constEnd()) {
+            auto it = files.find(path);
+            if (it != files.end() && !it->second->paths.isEmpty()) {
+                if (QFileInfo::exists(path)) {
+                    refresh(it->second.get());
+                    watcher->addPath(path); // replaced files lose their watch
+                } else {
+                    forget(it->second.get());
+                }
+            }
+            continue;
+        }
+        const QString location = folder.value();
+        const QString canonical = canonicalFolder(path);
+        QSet<QString> present;
+        const QFileInfoList entries = QDir(path).entryInfoList({ QStringLiteral("*.xml") },
+            QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot, QDir::NoSort);
+        for (const QFileInfo& entry : entries) {
+            const QString file = canonical + QLatin1Char('/') + entry.fileName();
+            present.insert(file);
+            auto it = files.find(file);
+            if (it == files.end() || it->second->paths.isEmpty())
+                q->indexControlFile(file, location);
+            else
+                refresh(it->second.get());
+        }
+        QList<ControlFile*> removed;
+        for (const auto& [filePath, file] : files) {
+            if (!file->paths.isEmpty() && QFileInfo(filePath).absolutePath() == canonical
+                && !present.contains(filePath))
+                removed.append(file.get());
+        }
+        for (ControlFile* file : qAsConst(removed))
+            forget(file);
+    }
+    checkAcrossFiles();
+    theStore()->commit();
 }
 
 // Reads the key-data file again when its path or its version changed. The
@@ -340,7 +529,7 @@ VTXmlElement* VTIndexPrivate::loadVantle(ControlFile* file, const QString& key, 
 void VTIndexPrivate::refreshKeyData()
 {
     const QString path = q->context()->get(VTContextKeyDataFile).toString();
-    const FileVersion version = path.isEmpty() ? FileVersion() : versionOf(path);
+    const FileVersion version = path.isEmpty() ? FileVersion() : versionOf(QFileInfo(path));
     if (path == keyData.path && version == keyData.version)
         return;
     keyData = KeyData { path, version, {} };
@@ -386,7 +575,11 @@ VTIndex::VTIndex(VTContext* context, const QStringList& paths)
     d->paths = paths;
 }
 
-VTIndex::~VTIndex() = default;
+VTIndex::~VTIndex()
+{
+    if (d->store)
+        d->store->commit();
+}
 
 VTContext* VTIndex::context()
 {
@@ -417,6 +610,8 @@ QMap<QString, QStringList> VTIndex::packages() const
 
 bool VTIndex::open()
 {
+    // The database, when setting VTContextIndexDatabase names one.
+    d->theStore();
     return true;
 }
 
@@ -446,13 +641,18 @@ bool VTIndex::store(VTXmlElement* element, const QLocale& locale, const QString&
 {
     Q_UNUSED(element)
     Q_UNUSED(locale)
-    const VTControlPath record { location, depth };
-    if (!d->controlPaths.contains(record)) {
-        d->controlPaths.append(record);
-        const qint64 rank = d->nextStoredRank++;
-        d->ranks.insert(VTIndexPrivate::rankKey(location, depth), rank);
-        d->addCandidates(d->fileRecord(location), rank, depth);
+    const QString key = rankKey(location, depth);
+    if (d->controlPathKeys.contains(key))
+        return true;
+    d->controlPaths.append({ location, depth });
+    d->controlPathKeys.insert(key);
+    ControlFile* file = d->fileRecord(location);
+    if (!file->viaStore) {
+        file->viaStore = true;
+        file->stored.size = -1; // read again, whatever its first tag
     }
+    d->refresh(file);
+    file->paths.append({ d->nextStoredRank++, depth });
     return true;
 }
 
@@ -486,72 +686,76 @@ QList<VTKeyDefinition> VTIndex::keyDefinitions() const
         const auto it = d->files.find(path.path);
         if (it == d->files.end())
             continue;
-        const ControlFile* file = d->current(it->second.get());
-        if (!file->scan.isControlFile())
+        ControlFile* file = it->second.get();
+        d->refresh(file);
+        if (!file->stored.scan.isControlFile())
             continue;
-        for (const VTScannedVantle& vantle : file->scan.vantles) {
+        for (const VTScannedVantle& vantle : d->theStore()->vantles(file->stored.id)) {
             if (vantle.hasKey)
-                result.append({ vantle.key, file->path, file->scan.locale, vantle.line, vantle.column });
+                result.append({ vantle.key, file->stored.path, file->stored.scan.locale, vantle.line, vantle.column });
         }
     }
+    d->checkAcrossFiles();
     return result;
 }
 
 VTKeyDefinition VTIndex::definition(const QString& file, const QString& key) const
 {
     const auto it = d->files.find(file);
-    if (it == d->files.end())
+    if (it == d->files.end() || !it->second->stored.id)
         return {};
-    const VTControlFileScan& scan = it->second->scan;
-    for (const VTScannedVantle& vantle : scan.vantles) {
-        if (vantle.key == key)
-            return { key, file, scan.locale, vantle.line, vantle.column };
+    const VTStoredFile& stored = it->second->stored;
+    for (const VTStoredVantle& definition : d->theStore()->find(key)) {
+        if (definition.file == stored.id)
+            return { key, file, stored.scan.locale, definition.vantle.line, definition.vantle.column };
     }
     return {};
 }
 
 void VTIndex::checkReferences()
 {
-    for (const auto& entry : d->files) {
-        const ControlFile* file = entry.second.get();
-        if (!file->scan.isControlFile() || file->scan.search.isEmpty())
-            continue;
-        for (const QString& name : file->scan.search.split(d->separator)) {
-            if (!name.isEmpty() && !d->packages.contains(name)) {
-                d->report(VTMessageWarning, file->path, file->scan.rootLine, file->scan.rootColumn,
-                    QStringLiteral("The search list names \"%1\", which is no package on the data path.").arg(name));
-            }
+    d->checkAcrossFiles();
+    // With a database: records of files no longer indexed go, once loading is done.
+    if (!d->purged) {
+        d->purged = true;
+        QList<ControlFile*> stale;
+        for (const auto& entry : d->files) {
+            if (entry.second->paths.isEmpty() && !d->unchecked.contains(entry.second->stored.id)
+                && entry.second->stored.firstTag == QLatin1String("vantles"))
+                stale.append(entry.second.get());
         }
+        for (ControlFile* file : qAsConst(stale))
+            d->forget(file);
     }
+    d->theStore()->commit();
+}
+
+void VTIndex::removeControlFile(const QString& file)
+{
+    const auto it = d->files.find(file);
+    if (it != d->files.end())
+        d->forget(it->second.get());
 }
 
 void VTIndex::indexControlFile(const QString& file, const QString& location)
 {
     if (!file.startsWith(location))
         return;
-    const int depth = depthBelow(file, location);
+    const int depth = d->depthBelow(file, location);
     if (depth < 1)
         return;
-    qint64 line = 0;
-    const QString tag = firstTag(file, &line);
-    if (tag != QLatin1String("vantles")) {
-        QString text = QStringLiteral("The first element is <%1>, not <vantles>: this is not a control file.").arg(tag);
-        if (!QFileInfo(file).isReadable())
-            text = QStringLiteral("The file cannot be read.");
-        else if (tag.isEmpty())
-            text = QStringLiteral("No element found: this is not a control file.");
-        d->report(VTMessageWarning, file, tag.isEmpty() ? 0 : line, 0, text);
+    const QString key = rankKey(file, depth);
+    if (d->controlPathKeys.contains(key))
         return;
-    }
-    const VTControlPath record { file, depth };
-    if (d->controlPaths.contains(record))
+    ControlFile* record = d->fileRecord(file);
+    d->refresh(record);
+    if (record->stored.firstTag != QLatin1String("vantles"))
         return;
-    d->controlPaths.prepend(record);
-    const qint64 rank = d->nextIndexedRank--;
-    d->ranks.insert(VTIndexPrivate::rankKey(file, depth), rank);
-    ControlFile* scanned = d->current(d->fileRecord(file));
-    d->addCandidates(scanned, rank, depth);
+    d->controlPaths.prepend({ file, depth });
+    d->controlPathKeys.insert(key);
+    record->paths.append({ d->nextIndexedRank--, depth });
     mapControlFile(file, location);
+    d->watch(file, location);
 }
 
 void VTIndex::mapControlFile(const QString& file, const QString& location)
@@ -566,19 +770,28 @@ QString VTIndex::packageNameForLocation(const QString& location) const
 {
     if (location.isEmpty())
         return QString();
-    const QString extension = packageExtension(context());
+    const QString extension = context()->get(VTContextPackageExtension, QStringLiteral("vantles")).toString();
+    const QString cacheKey = extension + QLatin1Char('|') + location;
+    const auto cached = d->packageNames.constFind(cacheKey);
+    if (cached != d->packageNames.constEnd())
+        return cached.value();
+    QString name;
     QString current = QDir::cleanPath(QFileInfo(location).absoluteFilePath());
     for (;;) {
         const QFileInfo info(current);
         if (QDir(current).isRoot())
-            return QString();
-        if (info.suffix() == extension && info.isDir())
-            return info.completeBaseName();
+            break;
+        if (info.suffix() == extension && info.isDir()) {
+            name = info.completeBaseName();
+            break;
+        }
         const QString parent = info.absolutePath();
         if (parent == current)
-            return QString();
+            break;
         current = parent;
     }
+    d->packageNames.insert(cacheKey, name);
+    return name;
 }
 
 QStringList VTIndex::componentPathsForPackageNamed(const QString& name) const
@@ -621,21 +834,29 @@ QStringList VTIndex::componentPathsForElement(const VTXmlElement* element, const
 VTXmlElement* VTIndex::retrieve(
     const QString& key, const QLocale& locale, QString& location, int& depth, VTXmlElement*& root)
 {
-    // A copy: reading a changed file again changes the candidates.
-    const std::vector<Candidate> list = d->candidates.value(key);
-    for (const Candidate& candidate : list) {
-        ControlFile* file = d->current(candidate.file);
-        // A key defined twice in one file makes that file serve neither.
-        if (file->keyCounts.value(key) != 1)
-            continue;
-        const QString& localeName = file->scan.locale;
-        if (!localeName.isEmpty() && QLocale(localeName) != locale)
-            continue;
-        if (VTXmlElement* result = d->loadVantle(file, key, root)) {
-            depth = candidate.depth;
-            location = QFileInfo(file->path).absolutePath();
-            return result;
+    // A file read again changes the candidates: start over, a few times at most.
+    for (int round = 0; round < 3; ++round) {
+        bool reread = false;
+        for (const Candidate& candidate : d->candidates(key)) {
+            if (d->refresh(candidate.file)) {
+                reread = true;
+                break;
+            }
+            const VTControlFileScan& scan = candidate.file->stored.scan;
+            // A key defined twice in one file makes that file serve neither.
+            if (candidate.count != 1 || !scan.isControlFile())
+                continue;
+            if (!scan.locale.isEmpty() && QLocale(scan.locale) != locale)
+                continue;
+            if (VTXmlElement* result = d->loadVantle(candidate.file, candidate.vantle, key, root)) {
+                depth = candidate.depth;
+                location = QFileInfo(candidate.file->stored.path).absolutePath();
+                return result;
+            }
         }
+        d->checkAcrossFiles();
+        if (!reread)
+            break;
     }
     return nullptr;
 }

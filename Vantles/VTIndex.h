@@ -34,8 +34,15 @@ class VTXmlElement;
  * A control file is an XML file whose first element is "vantles" (optionally
  * with "locale" and "search" attributes) holding one "vantle" element per
  * control key. Each file is read once when it is indexed, to record where its
- * keys are; a lookup then reads only the vantle it needs. Mistakes found in
- * a file are reported through problemFound() when the file is read.
+ * keys are; a lookup then reads only the vantle it needs. Files that change
+ * are read again before their keys are used, control files added to or
+ * removed from a folder of indexed files are indexed or forgotten as they
+ * come and go, and mistakes found in a file are reported through
+ * problemFound() when the file is read, once for each version of it.
+ *
+ * With setting VTContextIndexDatabase naming a file, what was read is kept
+ * in an SQLite database there (opened by open()), and a later start reads
+ * only the control files that changed since.
  */
 class VANTLES_EXPORT VTIndex : public QObject {
     Q_OBJECT
@@ -88,9 +95,13 @@ public:
     QList<VTKeyDefinition> keyDefinitions() const;
     /// The first definition of @p key in the control file @p file, or a null one.
     VTKeyDefinition definition(const QString& file, const QString& key) const;
-    /// Reports every name in a control file's "search" list that names no
-    /// indexed package. Run once all packages are indexed.
+    /// Reports what only the whole index can tell about the files read since
+    /// the last check: a key that another file defines for the same locale,
+    /// and a "search" list naming no indexed package. Run once all packages
+    /// are indexed; later changes are checked as they are read.
     void checkReferences();
+    /// Forgets @p file: its control paths and what was read from it.
+    void removeControlFile(const QString& file);
     /// Indexes @p file, a control file below the folder @p location, unless
     /// it is not a control file, lies outside @p location or is indexed
     /// already. The file indexed last is searched first.
