@@ -17,10 +17,11 @@
 #include <QSet>
 #include <QTimer>
 #include <QXmlStreamReader>
+#include <qplatformdefs.h>
 
 #include <algorithm>
-#include <map>
 #include <memory>
+#include <unordered_map>
 
 namespace Vantles {
 
@@ -47,14 +48,26 @@ struct Candidate {
 struct FileVersion {
     qint64 size = -1;
     qint64 modified = 0;
+    bool directory = false;
     bool operator==(const FileVersion& other) const { return size == other.size && modified == other.modified; }
 };
 
-FileVersion versionOf(const QFileInfo& info)
+FileVersion versionOf(const QString& path)
 {
+#ifdef Q_OS_UNIX
+    // QFileInfo::lastModified() converts to local time, which costs more
+    // than the stat itself; a warm start asks this of every control file.
+    QT_STATBUF buffer;
+    if (QT_STAT(QFile::encodeName(path).constData(), &buffer) != 0)
+        return {};
+    return { qint64(buffer.st_size), qint64(buffer.st_mtim.tv_sec) * 1000 + buffer.st_mtim.tv_nsec / 1000000,
+        S_ISDIR(buffer.st_mode) };
+#else
+    const QFileInfo info(path);
     if (!info.exists())
         return {};
-    return { info.size(), info.lastModified().toMSecsSinceEpoch() };
+    return { info.size(), info.lastModified().toMSecsSinceEpoch(), info.isDir() };
+#endif
 }
 
 // The parsers of a lookup make plain elements, also for an element that
@@ -123,7 +136,7 @@ public:
     const QRegularExpression separator { QStringLiteral("[,;\\s]+") };
 
     std::unique_ptr<VTIndexStore> store;
-    std::map<QString, std::unique_ptr<ControlFile>> files;
+    std::unordered_map<QString, std::unique_ptr<ControlFile>> files;
     QHash<qint64, ControlFile*> byId;
     qint64 nextIndexedRank = -1; // indexed last is searched first
     qint64 nextStoredRank = 1; // stored paths come after every indexed one
@@ -135,6 +148,7 @@ public:
     QFileSystemWatcher* watcher = nullptr;
     QHash<QString, QString> watchedFolders; // folder -> the location its files are indexed under
     int watchedFiles = 0;
+    QStringList filesToWatch; // added from the event loop, not while loading
     QSet<QString> changedPaths;
     QTimer* changeTimer = nullptr;
 
@@ -152,9 +166,10 @@ public:
 
     VTIndexStore* theStore();
     QString canonicalFolder(const QString& folder);
-    int depthBelow(const QString& file, const QString& location);
+    int depthBelow(const QString& file, bool isDirectory, const QString& location);
     ControlFile* fileRecord(const QString& path);
-    bool refresh(ControlFile* file);
+    bool refresh(ControlFile* file, const FileVersion& version);
+    bool refresh(ControlFile* file) { return refresh(file, versionOf(file->stored.path)); }
     void read(ControlFile* file);
     QList<Candidate> candidates(const QString& key);
     void checkAcrossFiles();
@@ -177,11 +192,13 @@ VTIndexStore* VTIndexPrivate::theStore()
         report(VTMessageWarning, path, 0, 0,
             QStringLiteral("The index database cannot be used, so the index is kept in memory: %1").arg(problem));
     }
-    for (const VTStoredFile& stored : store->files()) {
+    QList<VTStoredFile> stored = store->files();
+    files.reserve(size_t(stored.size()));
+    for (VTStoredFile& record : stored) {
         auto file = std::make_unique<ControlFile>();
-        file->stored = stored;
-        byId.insert(stored.id, file.get());
-        files.emplace(stored.path, std::move(file));
+        file->stored = std::move(record);
+        byId.insert(file->stored.id, file.get());
+        files.emplace(file->stored.path, std::move(file));
     }
     return store.get();
 }
@@ -197,15 +214,14 @@ QString VTIndexPrivate::canonicalFolder(const QString& folder)
 // Steps up from @p file one folder at a time until the canonical path is that
 // of @p location. The walk is lexical and stops at the root, so links can
 // neither make it loop nor lead it away; -1 when the location is not reached.
-int VTIndexPrivate::depthBelow(const QString& file, const QString& location)
+int VTIndexPrivate::depthBelow(const QString& file, bool isDirectory, const QString& location)
 {
     const QString target = canonicalFolder(location);
     if (target.isEmpty())
         return -1;
     QString current = QDir::cleanPath(QFileInfo(file).absoluteFilePath());
-    // A plain file is never the location itself.
-    const QFileInfo info(current);
-    if (!info.isFile() && info.canonicalFilePath() == target)
+    // Only a folder (or a link to one) can be the location itself.
+    if (isDirectory && QFileInfo(current).canonicalFilePath() == target)
         return 0;
     int depth = 0;
     for (;;) {
@@ -234,9 +250,8 @@ ControlFile* VTIndexPrivate::fileRecord(const QString& path)
 
 // Reads @p file again when it changed since it was read, in this run or, with
 // a database, in an earlier one; true when it was read.
-bool VTIndexPrivate::refresh(ControlFile* file)
+bool VTIndexPrivate::refresh(ControlFile* file, const FileVersion& version)
 {
-    const FileVersion version = versionOf(QFileInfo(file->stored.path));
     if (file->stored.id && version == FileVersion { file->stored.size, file->stored.modified })
         return false;
     read(file);
@@ -248,7 +263,7 @@ void VTIndexPrivate::read(ControlFile* file)
 {
     VTStoredFile& stored = file->stored;
     QFile input(stored.path);
-    const FileVersion version = versionOf(QFileInfo(input));
+    const FileVersion version = versionOf(stored.path);
     stored.size = version.size;
     stored.modified = version.modified;
     stored.scan = VTControlFileScan();
@@ -474,8 +489,15 @@ void VTIndexPrivate::watch(const QString& file, const QString& location)
         watchedFolders.insert(folder, location);
         watcher->addPath(folder);
     }
-    if (watchedFiles < maximumWatchedFiles && watcher->addPath(file))
-        ++watchedFiles;
+    if (watchedFiles + filesToWatch.size() >= maximumWatchedFiles)
+        return;
+    if (filesToWatch.isEmpty()) {
+        QTimer::singleShot(0, q, [this] {
+            const QStringList files = std::exchange(filesToWatch, {});
+            watchedFiles += files.size() - watcher->addPaths(files).size();
+        });
+    }
+    filesToWatch.append(file);
 }
 
 // Indexes the control files added to a watched folder, forgets the removed
@@ -529,7 +551,7 @@ void VTIndexPrivate::applyChanges()
 void VTIndexPrivate::refreshKeyData()
 {
     const QString path = q->context()->get(VTContextKeyDataFile).toString();
-    const FileVersion version = path.isEmpty() ? FileVersion() : versionOf(QFileInfo(path));
+    const FileVersion version = path.isEmpty() ? FileVersion() : versionOf(path);
     if (path == keyData.path && version == keyData.version)
         return;
     keyData = KeyData { path, version, {} };
@@ -741,14 +763,15 @@ void VTIndex::indexControlFile(const QString& file, const QString& location)
 {
     if (!file.startsWith(location))
         return;
-    const int depth = d->depthBelow(file, location);
+    const FileVersion version = versionOf(file);
+    const int depth = d->depthBelow(file, version.directory, location);
     if (depth < 1)
         return;
     const QString key = rankKey(file, depth);
     if (d->controlPathKeys.contains(key))
         return;
     ControlFile* record = d->fileRecord(file);
-    d->refresh(record);
+    d->refresh(record, version);
     if (record->stored.firstTag != QLatin1String("vantles"))
         return;
     d->controlPaths.prepend({ file, depth });

@@ -109,9 +109,10 @@ public:
     QList<VTStoredFile> files() override
     {
         QList<VTStoredFile> result;
-        QSqlQuery query(QStringLiteral("SELECT id, path, size, modified, first_tag, first_tag_line, root, root_line, "
-                                       "root_column, locale, has_locale, search, root_tag FROM files"),
-            database());
+        QSqlQuery query(database());
+        query.setForwardOnly(true);
+        query.exec(QStringLiteral("SELECT id, path, size, modified, first_tag, first_tag_line, root, root_line, "
+                                  "root_column, locale, has_locale, search, root_tag FROM files"));
         while (query.next()) {
             VTStoredFile file;
             file.id = query.value(0).toLongLong();
@@ -127,7 +128,7 @@ public:
             file.scan.hasLocale = query.value(10).toBool();
             file.scan.search = query.value(11).toString();
             file.scan.rootTag = query.value(12).toByteArray();
-            result.append(file);
+            result.append(std::move(file));
         }
         return result;
     }

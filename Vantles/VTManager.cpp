@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QHelpEvent>
 #include <QMap>
@@ -267,30 +268,32 @@ void VTManager::loadDataPath(const QStringList& paths)
 void VTManager::loadPackage(const QFileInfo& package)
 {
     const QDir dir(package.absoluteFilePath());
-    const QStringList nameFilter { QStringLiteral("*.xml") };
     handleMessage(VTMessageInformation, QStringLiteral("indexing control files in %1").arg(package.absoluteFilePath()));
 
     const QString controlFolder = d->context.get(VTContextControlFolder, QStringLiteral("Control")).toString();
-    QList<QFileInfo> queue { QFileInfo(dir.absoluteFilePath(controlFolder)) };
-    while (!queue.isEmpty()) {
-        const QFileInfo folder = queue.takeFirst();
-        handleMessage(
-            VTMessageInformation, QStringLiteral("looking for control files in :%1").arg(folder.absoluteFilePath()));
-        // Files only: exactly the control files directly inside the control
-        // folder are indexed, so the queue never grows in practice.
-        const QFileInfoList entries
-            = QDir(folder.absoluteFilePath())
-                  .entryInfoList(
-                      nameFilter, QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot, QDir::NoSort);
-        for (const QFileInfo& entry : entries) {
-            if (entry.isDir()) {
-                queue.append(entry);
-            } else if (entry.isFile()) {
-                handleMessage(
-                    VTMessageInformation, QStringLiteral("found control file :%1").arg(entry.canonicalFilePath()));
-                indexControFile(entry.canonicalFilePath(), package.canonicalFilePath());
-            }
-        }
+    const QFileInfo folder(dir.absoluteFilePath(controlFolder));
+    handleMessage(
+        VTMessageInformation, QStringLiteral("looking for control files in :%1").arg(folder.absoluteFilePath()));
+
+    // Readable regular files named "*.xml" (in any case, as QDir matches
+    // names) directly inside the control folder; no links, no subfolders.
+    // The iterator tells files from folders and links without a stat of
+    // each entry, which a warm start over many files notices.
+    const QString packagePath = package.canonicalFilePath();
+    const QString canonicalFolder = folder.canonicalFilePath() + QLatin1Char('/');
+    const bool progress = d->context.get(VTContextMessageThreshold, 200).toInt() >= VTMessageInformation;
+    QDirIterator entries(
+        folder.absoluteFilePath(), QDir::Files | QDir::NoSymLinks | QDir::Readable | QDir::NoDotAndDotDot);
+    while (entries.hasNext()) {
+        const QString name = QFileInfo(entries.next()).fileName();
+        if (!name.endsWith(QLatin1String(".xml"), Qt::CaseInsensitive))
+            continue;
+        // Not a link, so the folder's canonical path and the name make the
+        // file's: one canonical path per folder, not per file.
+        const QString file = canonicalFolder + name;
+        if (progress)
+            handleMessage(VTMessageInformation, QStringLiteral("found control file :%1").arg(file));
+        indexControFile(file, packagePath);
     }
 }
 

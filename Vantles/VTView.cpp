@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QDateTime>
 #include <QFileInfo>
 #include <QPointer>
 #include <QQmlContext>
@@ -25,6 +26,9 @@ public:
     QPointer<VTManager> manager; // outlived by the window the manager deletes later
     VTXmlElement* content = nullptr;
     QString packageRoot;
+    // The version of the loaded interface file, to load it again once it changed.
+    QDateTime loadedModified;
+    qint64 loadedSize = -1;
     bool stayOpen = false;
     bool reserved = false;
 
@@ -241,7 +245,16 @@ bool VTView::loadInterface()
                 .arg(candidates.isEmpty() ? categoryPath(attribute, defaultFile, key) : alternatives(candidates)));
         return false;
     }
-    loadQML(QFileInfo(*found).absoluteFilePath());
+    const QFileInfo file(*found);
+    if (QUrl::fromLocalFile(file.absoluteFilePath()) == source()
+        && (file.lastModified() != d->loadedModified || file.size() != d->loadedSize)) {
+        // Edited since it was loaded: the engine would hand out its old copy.
+        setSource(QUrl());
+        engine()->clearComponentCache();
+    }
+    d->loadedModified = file.lastModified();
+    d->loadedSize = file.size();
+    loadQML(file.absoluteFilePath());
     if (status() == QQuickWidget::Error) {
         d->reportQmlErrors(VTMessageError, errors());
         return false;

@@ -1,13 +1,15 @@
-// Content lookup through the index and package loading at manager
-// construction.
+// Content lookup through the index, the list of keys, and package loading at
+// manager construction, for 10 to 10,000 control files of 100 vantles each
+// (about 1 KB per vantle) in one package.
 //
-// Lookup: N control files of 100 vantles each (about 1 KB per vantle) in one
-// package; the wanted key sits in the file that is searched last, so every
-// file is parsed once per lookup. Loading: a VTInterface over a data folder
-// of 100 packages with 10 such control files each.
+// Lookups: the first key of the file searched first, the last key of the
+// file searched last, and a key no file defines. Construction: a VTInterface
+// over the data folder with the index in memory, with a new database
+// ("cold": every file is read and stored) and with that database again
+// ("warm": no file changed, none is read).
 //
 // The files are made once per size in a temporary folder and stay in the
-// page cache, so "read" below means parsed from memory, not from the disk.
+// page cache, so "read" means parsed from memory, not from the disk.
 
 #include "BenchContent.h"
 
@@ -26,7 +28,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -41,69 +42,74 @@ QByteArray keyFor(int file, int vantle)
     return "file" + QByteArray::number(file) + "key" + QByteArray::number(vantle);
 }
 
-// Writes control file number @p file into @p controlFolder; its size, or -1.
-qint64 writeControlFile(const QString& controlFolder, int file)
-{
-    QFile out(QDir(controlFolder).filePath(QStringLiteral("Controls%1.xml").arg(file)));
-    const QByteArray data = VTBench::controlFile(vantlesPerFile, [file](int i) { return keyFor(file, i); });
-    if (!out.open(QIODevice::WriteOnly) || out.write(data) != data.size())
-        return -1;
-    return data.size();
-}
-
-// N control files in one package, indexed so that file 0 is searched last.
-struct LookupData {
+// A data folder with one package of N control files; file 0 is indexed first
+// and so searched last.
+struct Content {
     QTemporaryDir dir;
-    VTContext context;
-    std::unique_ptr<VTIndex> index;
     qint64 totalBytes = 0;
+    int files = 0;
     bool ok = false;
 
-    explicit LookupData(int files)
+    explicit Content(int count)
+        : files(count)
     {
-        const QString package = dir.filePath(QStringLiteral("Bench.vantles"));
-        const QString control = package + QStringLiteral("/Control");
+        const QString control = dir.filePath(QStringLiteral("data/Bench.vantles/Control"));
         if (!dir.isValid() || !QDir().mkpath(control))
             return;
-        index = std::make_unique<VTIndex>(&context, QStringList { dir.path() });
-        const QString location = QFileInfo(package).canonicalFilePath();
-        for (int f = 0; f < files; ++f) {
-            const qint64 size = writeControlFile(control, f);
-            if (size < 0)
+        for (int f = 0; f < count; ++f) {
+            QFile out(QDir(control).filePath(QStringLiteral("Controls%1.xml").arg(f)));
+            const QByteArray data = VTBench::controlFile(vantlesPerFile, [f](int i) { return keyFor(f, i); });
+            if (!out.open(QIODevice::WriteOnly) || out.write(data) != data.size())
                 return;
-            totalBytes += size;
-            index->indexControlFile(
-                QFileInfo(QDir(control).filePath(QStringLiteral("Controls%1.xml").arg(f))).canonicalFilePath(),
-                location);
+            totalBytes += data.size();
         }
-        ok = index->controlPaths().size() == files;
+        ok = true;
     }
+    QString dataFolder() const { return dir.filePath(QStringLiteral("data")); }
+    QString database() const { return dir.filePath(QStringLiteral("index.sqlite")); }
 };
 
-std::map<int, std::unique_ptr<LookupData>> lookupData;
+std::map<int, std::unique_ptr<Content>> contents;
 
-LookupData& lookupDataFor(int files)
+Content* contentFor(benchmark::State& state)
 {
-    auto& data = lookupData[files];
-    if (!data)
-        data = std::make_unique<LookupData>(files);
-    return *data;
+    const int files = int(state.range(0));
+    auto& content = contents[files];
+    if (!content)
+        content = std::make_unique<Content>(files);
+    if (!content->ok) {
+        state.SkipWithError("the control files could not be made");
+        return nullptr;
+    }
+    state.counters["files"] = files;
+    return content.get();
 }
 
-void runLookups(benchmark::State& state, int files, const QString& key, bool expectFound)
+// An interface over @p content whose index the lookups use.
+std::unique_ptr<VTInterface> load(const Content& content, const QString& database = QString())
 {
-    LookupData& data = lookupDataFor(files);
-    if (!data.ok) {
-        state.SkipWithError("the control files could not be made or indexed");
+    VTContext context;
+    context.set(VTContextMessageThreshold, 0);
+    if (!database.isEmpty())
+        context.set(VTContextIndexDatabase, database);
+    return std::make_unique<VTInterface>(context, QStringList { content.dataFolder() });
+}
+
+void runLookups(benchmark::State& state, const QByteArray& key, bool expectFound)
+{
+    Content* content = contentFor(state);
+    if (!content)
         return;
-    }
+    const std::unique_ptr<VTInterface> iface = load(*content);
+    VTIndex* index = iface->manager()->index();
     const QLocale locale(QStringLiteral("en_US"));
+    const QString wanted = QString::fromLatin1(key);
     for (auto _ : state) {
         QString location;
         int depth = 0;
         VTXmlElement* root = nullptr;
-        VTXmlElement* element = data.index->retrieve(key, locale, location, depth, root);
-        const bool found = element && root && element->attribute(QStringLiteral("key")) == key;
+        VTXmlElement* element = index->retrieve(wanted, locale, location, depth, root);
+        const bool found = element && element->attribute(QStringLiteral("key")) == wanted;
         if (element)
             delete root;
         if (found != expectFound) {
@@ -111,73 +117,50 @@ void runLookups(benchmark::State& state, int files, const QString& key, bool exp
             break;
         }
     }
-    // Every file is parsed in both cases: the key's file is searched last,
-    // and a missing key is looked for in all of them.
-    state.SetBytesProcessed(int64_t(state.iterations()) * data.totalBytes);
-    state.counters["files"] = files;
-    state.counters["MB_read"] = double(data.totalBytes) / 1e6;
 }
 
-// A key in the file searched last, among N files.
-void BM_RetrieveLastFile(benchmark::State& state)
+void BM_LookupFirstKey(benchmark::State& state)
 {
-    const int files = int(state.range(0));
-    runLookups(state, files, QString::fromLatin1(keyFor(0, vantlesPerFile / 2)), true);
+    runLookups(state, keyFor(int(state.range(0)) - 1, 0), true);
 }
-BENCHMARK(BM_RetrieveLastFile)->Arg(1)->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
 
-// A key that no file defines, among N files.
-void BM_RetrieveMissingKey(benchmark::State& state)
+void BM_LookupLastKey(benchmark::State& state)
 {
-    const int files = int(state.range(0));
-    runLookups(state, files, QStringLiteral("noSuchKey"), false);
+    runLookups(state, keyFor(0, vantlesPerFile - 1), true);
 }
-BENCHMARK(BM_RetrieveMissingKey)->Arg(1000)->Unit(benchmark::kMillisecond);
 
-// A data folder of 100 packages with 10 control files each.
-struct PackageData {
-    static constexpr int packages = 100;
-    static constexpr int filesPerPackage = 10;
-
-    QTemporaryDir dir;
-    bool ok = false;
-
-    PackageData()
-    {
-        if (!dir.isValid())
-            return;
-        for (int p = 0; p < packages; ++p) {
-            const QString control = dir.filePath(QStringLiteral("Package%1.vantles/Control").arg(p));
-            if (!QDir().mkpath(control))
-                return;
-            for (int f = 0; f < filesPerPackage; ++f) {
-                if (writeControlFile(control, p * filesPerPackage + f) < 0)
-                    return;
-            }
-        }
-        ok = true;
-    }
-};
-
-std::unique_ptr<PackageData> packageData;
-
-// Building the interface (and so the manager) indexes every package; the
-// interface and the index it made are freed in each iteration, untimed.
-void BM_ConstructManager(benchmark::State& state)
+void BM_LookupMissingKey(benchmark::State& state)
 {
-    if (!packageData)
-        packageData = std::make_unique<PackageData>();
-    if (!packageData->ok) {
-        state.SkipWithError("the packages could not be made");
+    runLookups(state, "noSuchKey", false);
+}
+
+void BM_Keys(benchmark::State& state)
+{
+    Content* content = contentFor(state);
+    if (!content)
         return;
-    }
-    constexpr int expected = PackageData::packages * PackageData::filesPerPackage;
-    VTContext context;
-    const QStringList dataPath { packageData->dir.path() };
+    const std::unique_ptr<VTInterface> iface = load(*content);
     for (auto _ : state) {
-        auto iface = std::make_unique<VTInterface>(context, dataPath);
+        if (iface->keys().size() != content->files * vantlesPerFile) {
+            state.SkipWithError("keys are missing");
+            break;
+        }
+    }
+}
+
+// One construction; the interface and what it made are freed untimed.
+template <typename Prepare> void runConstruction(benchmark::State& state, bool withDatabase, Prepare prepare)
+{
+    Content* content = contentFor(state);
+    if (!content)
+        return;
+    for (auto _ : state) {
         state.PauseTiming();
-        const bool complete = iface->manager()->index()->controlPaths().size() == expected;
+        prepare(*content);
+        state.ResumeTiming();
+        auto iface = load(*content, withDatabase ? content->database() : QString());
+        state.PauseTiming();
+        const bool complete = iface->manager()->index()->controlPaths().size() == content->files;
         iface.reset();
         state.ResumeTiming();
         if (!complete) {
@@ -185,10 +168,35 @@ void BM_ConstructManager(benchmark::State& state)
             break;
         }
     }
-    state.counters["packages"] = PackageData::packages;
-    state.counters["controlFiles"] = expected;
+    state.SetBytesProcessed(int64_t(state.iterations()) * content->totalBytes);
 }
-BENCHMARK(BM_ConstructManager)->Unit(benchmark::kMillisecond);
+
+void BM_ConstructInMemory(benchmark::State& state)
+{
+    runConstruction(state, false, [](const Content&) {});
+}
+
+void BM_ConstructColdDatabase(benchmark::State& state)
+{
+    runConstruction(state, true, [](const Content& content) { QFile::remove(content.database()); });
+}
+
+void BM_ConstructWarmDatabase(benchmark::State& state)
+{
+    runConstruction(state, true, [](const Content& content) {
+        if (!QFile::exists(content.database()))
+            load(content, content.database());
+    });
+}
+
+#define VANTLES_SIZES ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond)
+BENCHMARK(BM_LookupFirstKey) VANTLES_SIZES;
+BENCHMARK(BM_LookupLastKey) VANTLES_SIZES;
+BENCHMARK(BM_LookupMissingKey) VANTLES_SIZES;
+BENCHMARK(BM_Keys) VANTLES_SIZES;
+BENCHMARK(BM_ConstructInMemory) VANTLES_SIZES->Iterations(3);
+BENCHMARK(BM_ConstructColdDatabase) VANTLES_SIZES->Iterations(3);
+BENCHMARK(BM_ConstructWarmDatabase) VANTLES_SIZES->Iterations(3);
 
 } // namespace
 
@@ -202,7 +210,6 @@ int main(int argc, char** argv)
         return 1;
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    lookupData.clear();
-    packageData.reset();
+    contents.clear();
     return 0;
 }
