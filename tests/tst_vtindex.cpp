@@ -1,9 +1,14 @@
 #include "VTTestHelpers.h"
 
 #include <Vantles/VTContext.h>
+#include <Vantles/VTControlFileScanner_p.h>
 #include <Vantles/VTIndex.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -36,6 +41,12 @@ private Q_SLOTS:
     void retrievedElementCarriesOriginAndKeyData();
     void brokenControlFilesGiveNullWithoutCrash_data();
     void brokenControlFilesGiveNullWithoutCrash();
+
+    void fastScanAgreesWithTheReader_data();
+    void fastScanAgreesWithTheReader();
+    void lookupsAgreeWithAScanOfEveryFile();
+    void databaseKeepsWhatWasReadAcrossStarts();
+    void filesAddedEditedOrRemovedWhileRunningAreFollowed();
 };
 
 namespace {
@@ -490,6 +501,190 @@ void TestVTIndex::brokenControlFilesGiveNullWithoutCrash()
     QCOMPARE(found.result != nullptr, served);
     QCOMPARE(found.location, served ? dir.filePath(QStringLiteral("loc")) : QStringLiteral("unchanged"));
     QCOMPARE(problems, problem.isEmpty() ? QStringList() : QStringList(problem));
+}
+
+void TestVTIndex::fastScanAgreesWithTheReader_data()
+{
+    QTest::addColumn<QByteArray>("body"); // inside <vantles search="S">, unless it starts with '!'
+    const auto row = [](const char* name, const QByteArray& body) { QTest::newRow(name) << body; };
+    row("plain", "<vantle key=\"a\"><title>T</title></vantle>\n<vantle key=\"b\"/>");
+    row("entities and references", "<vantle key=\"a&amp;b&#x41;&#66;&lt;\"><t>x &gt; y &quot;&apos;</t></vantle>");
+    row("white space in values", "<vantle key=\"a\tb\nc\r\nd\"/>");
+    row("namespaces", "<vt:x xmlns:vt=\"u\" vt:a=\"1\"/><vantle key=\"k\" xml:lang=\"fr\"><vt:y xmlns:vt=\"v\"/></vantle>");
+    row("comments, instructions, CDATA", "<!-- c - d --><?pi data?><vantle key=\"k\"><![CDATA[<b>]]]]></vantle>");
+    row("multi-byte text", "<vantle key=\"\xC3\xA9\xF0\x9F\x98\x80\">\xE2\x82\xAC \xE4\xB8\xAD</vantle>");
+    row("nested and other children", "<vantle key=\"o\"><vantle key=\"inner\"/></vantle><group><vantle key=\"g\"/></group>");
+    row("declaration and byte order mark", "!\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?>\n<vantles><vantle key=\"k\"/></vantles>");
+    row("other root", "!<config><vantle key=\"k\"/></config>");
+    row("empty root", "!<vantles locale=\"en_US\"/>");
+    // Each of these the fast scanner leaves to the reader.
+    row("latin-1 declared", "!<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><vantles><vantle key=\"\xE9\"/></vantles>");
+    row("document type", "!<!DOCTYPE v [<!ENTITY e \"x\">]><vantles><vantle key=\"k\">&e;</vantle></vantles>");
+    row("unquoted attribute", "<vantle key=k/>");
+    row("attribute twice", "<vantle key=\"a\" key=\"b\"/>");
+    row("undeclared prefix", "<vantle key=\"k\"><x:y/></vantle>");
+    row("undeclared entity", "<vantle key=\"k\">&nbsp;</vantle>");
+    row("cdata end in text", "<vantle key=\"k\">a ]]> b</vantle>");
+    row("control character", "<vantle key=\"k\">\x01</vantle>");
+    row("invalid UTF-8", "<vantle key=\"k\">\xC3\x28</vantle>");
+    row("surrogate as UTF-8", "<vantle key=\"k\">\xED\xA0\x80</vantle>");
+    row("double hyphen in comment", "<!-- a -- b --><vantle key=\"k\"/>");
+    row("reserved instruction", "<?xml version=\"1.0\"?><vantle key=\"k\"/>");
+    row("mismatched tag", "<vantle key=\"k\"><a></b></vantle>");
+    row("text after the root", "!<vantles/>x");
+    row("truncated", "!<vantles><vantle key=\"a\"/><vantle key=\"b\"><c>");
+    row("no space between attributes", "<vantle key=\"a\"x=\"b\"/>");
+    row("character reference to nothing", "<vantle key=\"&#0;\"/>");
+}
+
+void TestVTIndex::fastScanAgreesWithTheReader()
+{
+    QFETCH(QByteArray, body);
+    const QByteArray data = body.startsWith('!') ? body.mid(1) : "<vantles search=\"S\">\n" + body + "\n</vantles>\n";
+    const Vantles::VTControlFileScan fast = Vantles::scanControlFile(data);
+    const Vantles::VTControlFileScan reader = Vantles::scanControlFileWithReader(data);
+    auto describe = [](const Vantles::VTControlFileScan& scan) {
+        QStringList parts { scan.rootName, QString::number(scan.rootLine), QString::number(scan.rootColumn),
+            scan.hasLocale ? scan.locale : QStringLiteral("-"), scan.search, QString::fromUtf8(scan.rootTag),
+            scan.error, QString::number(scan.errorLine) };
+        for (const auto& list : { scan.vantles, scan.others }) {
+            for (const Vantles::VTScannedVantle& v : list) {
+                parts << QStringLiteral("%1%2@%3:%4[%5,%6)")
+                             .arg(v.hasKey ? QStringLiteral("+") : QStringLiteral("-"), v.key, QString::number(v.line),
+                                 QString::number(v.column), QString::number(v.begin), QString::number(v.end));
+            }
+        }
+        return parts;
+    };
+    QCOMPARE(describe(fast), describe(reader));
+}
+
+// A generated index of packages, locales and keys defined more than once:
+// every lookup answers as a parse of every file in search order would.
+void TestVTIndex::lookupsAgreeWithAScanOfEveryFile()
+{
+    QTemporaryDir dir;
+    QRandomGenerator random(4711);
+    VTIndex index(nullptr, {});
+    const QStringList locales { QString(), QStringLiteral("en_US"), QStringLiteral("fr_FR") };
+    for (int package = 0; package < 3; ++package) {
+        const QString control = QStringLiteral("P%1.vantles/Control").arg(package);
+        for (int file = 0; file < 5; ++file) {
+            QList<QPair<QString, QByteArray>> vantles;
+            for (int i = 0; i < 6; ++i) {
+                const QString key = QStringLiteral("k%1").arg(random.bounded(12));
+                vantles.append({ key, "<title>" + control.toUtf8() + QByteArray::number(file) + "</title>" });
+            }
+            const QString path = VTTest::writeFile(dir, QStringLiteral("%1/f%2.xml").arg(control).arg(file),
+                VTTest::controlFileXml(locales.at(random.bounded(3)), QString(), vantles));
+            index.indexControlFile(path, dir.filePath(control).section(QLatin1Char('/'), 0, -2));
+        }
+    }
+    QStringList expectedKeys;
+    for (const VTControlPath& path : index.controlPaths()) {
+        QFile file(path.path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray xml = file.readAll();
+        static const QRegularExpression key(QStringLiteral("<vantle key=\"(\\w+)\""));
+        for (auto it = key.globalMatch(QString::fromUtf8(xml)); it.hasNext();)
+            expectedKeys.append(it.next().captured(1));
+    }
+    QCOMPARE(index.keys(), expectedKeys);
+    for (const QString& locale : { QStringLiteral("en_US"), QStringLiteral("fr_FR"), QStringLiteral("de_DE") }) {
+        for (int k = 0; k < 13; ++k) {
+            const QString key = QStringLiteral("k%1").arg(k);
+            QString expected;
+            for (const VTControlPath& path : index.controlPaths()) {
+                VTXmlElement* root = nullptr;
+                if (std::unique_ptr<VTXmlElement> found { index.load(key, path.path, QLocale(locale), root) }) {
+                    expected = found->childElement(QStringLiteral("title"))->content();
+                    delete root;
+                    found.release();
+                    break;
+                }
+            }
+            QCOMPARE(Lookup(index, key, QLocale(locale)).title(), expected);
+        }
+    }
+}
+
+void TestVTIndex::databaseKeepsWhatWasReadAcrossStarts()
+{
+    QTemporaryDir dir;
+    const QString location = dir.filePath(QStringLiteral("loc"));
+    const QString database = dir.filePath(QStringLiteral("index.sqlite"));
+    // The vantle without a key is reported whenever its file is read.
+    const QString a = VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("a", "A") + "<!-- <vantle/> -->");
+    VTTest::writeFile(dir, QStringLiteral("loc/b.xml"), "<vantles><vantle key=\"b\"><title>B</title></vantle><vantle/></vantles>");
+    // Each start indexes the folder's files and answers for "a", "b" and "c".
+    auto start = [&](QStringList* titles) {
+        VTContext context;
+        context.set(VTContextIndexDatabase, database);
+        VTIndex index(&context, {});
+        QSignalSpy problems(&index, &VTIndex::problemFound);
+        index.open();
+        for (const QString& name : QDir(location).entryList({ QStringLiteral("*.xml") }, QDir::Files, QDir::Name))
+            index.indexControlFile(QDir(location).filePath(name), location);
+        index.checkReferences();
+        for (const char* key : { "a", "b", "c" })
+            titles->append(Lookup(index, QLatin1String(key)).title());
+        return int(problems.count());
+    };
+    QStringList titles;
+    QCOMPARE(start(&titles), 1);
+    QCOMPARE(titles, QStringList({ "A", "B", "" }));
+    // Unchanged: nothing is read again.
+    titles.clear();
+    QCOMPARE(start(&titles), 0);
+    QCOMPARE(titles, QStringList({ "A", "B", "" }));
+    // A changed, an added and a removed file.
+    VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("a", "A2"));
+    VTTest::writeFile(dir, QStringLiteral("loc/c.xml"), vantleFile("c", "C"));
+    QVERIFY(QFile::remove(dir.filePath(QStringLiteral("loc/b.xml"))));
+    titles.clear();
+    QCOMPARE(start(&titles), 0);
+    QCOMPARE(titles, QStringList({ "A2", "", "C" }));
+    // A damaged file and one of another version are made anew: every file is read.
+    for (const QByteArray& broken : { QByteArray("not a database at all, just bytes"), QByteArray() }) {
+        if (broken.isNull()) {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("test"));
+            db.setDatabaseName(database);
+            QVERIFY(db.open() && QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 99")));
+            db.close();
+            db = QSqlDatabase();
+            QSqlDatabase::removeDatabase(QStringLiteral("test"));
+        } else {
+            QFile::remove(database + QStringLiteral("-wal"));
+            QFile file(database);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(broken.repeated(200));
+        }
+        VTTest::writeFile(dir, QStringLiteral("loc/d.xml"), "<vantles><vantle/></vantles>");
+        titles.clear();
+        QCOMPARE(start(&titles), 1);
+        QCOMPARE(titles, QStringList({ "A2", "", "C" }));
+        QVERIFY(QFile::remove(dir.filePath(QStringLiteral("loc/d.xml"))));
+    }
+}
+
+void TestVTIndex::filesAddedEditedOrRemovedWhileRunningAreFollowed()
+{
+    QTemporaryDir dir;
+    VTIndex index(nullptr, {});
+    const QString a = addFile(index, dir, QStringLiteral("a.xml"), vantleFile("a", "A"));
+    addFile(index, dir, QStringLiteral("b.xml"), vantleFile("b", "B"));
+    QCOMPARE(Lookup(index, QStringLiteral("a")).title(), QStringLiteral("A"));
+    // Edited in place, with a key it did not define before.
+    VTTest::writeFile(dir, QStringLiteral("loc/a.xml"),
+        VTTest::controlFileXml(QString(), QString(), { { "a", "<title>A, edited</title>" }, { "new", "<title>N</title>" } }));
+    QCOMPARE(Lookup(index, QStringLiteral("a")).title(), QStringLiteral("A, edited"));
+    QTRY_COMPARE(Lookup(index, QStringLiteral("new")).title(), QStringLiteral("N"));
+    // Added beside the others, and removed.
+    VTTest::writeFile(dir, QStringLiteral("loc/c.xml"), vantleFile("c", "C"));
+    QTRY_COMPARE(Lookup(index, QStringLiteral("c")).title(), QStringLiteral("C"));
+    QVERIFY(QFile::remove(a));
+    QTRY_COMPARE(index.controlPaths().size(), 2);
+    QCOMPARE(index.keys(), QStringList({ "c", "b" }));
 }
 
 QTEST_GUILESS_MAIN(TestVTIndex)
