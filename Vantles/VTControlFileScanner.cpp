@@ -1,5 +1,7 @@
 #include "VTControlFileScanner_p.h"
 
+#include "VTIndex.h"
+
 #include <QLocale>
 #include <QRegularExpression>
 #include <QXmlStreamReader>
@@ -130,6 +132,7 @@ VTControlFileScan scanControlFileWithReader(const QByteArray& data)
     int depth = 0;
     VTScannedVantle open; // the vantle being read, while depth >= 2
     bool inVantle = false;
+    qsizetype text = 0;
     while (!reader.atEnd()) {
         switch (reader.readNext()) {
         case QXmlStreamReader::StartDocument:
@@ -180,6 +183,16 @@ VTControlFileScan scanControlFileWithReader(const QByteArray& data)
             }
             break;
         }
+        case QXmlStreamReader::Characters:
+            // Entities can make a small file expand to any size: stop where
+            // a lookup would stop too.
+            text += reader.text().size();
+            if (text > VTIndex::MaximumFileText) {
+                reader.raiseError(QStringLiteral("The text of this file exceeds %1 characters with its entities "
+                                                 "expanded.")
+                                      .arg(VTIndex::MaximumFileText));
+            }
+            break;
         case QXmlStreamReader::EndElement:
             if (depth == 2 && inVantle) {
                 inVantle = false;

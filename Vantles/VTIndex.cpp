@@ -71,21 +71,25 @@ FileVersion versionOf(const QString& path)
 }
 
 // The parsers of a lookup make plain elements, also for an element that
-// happens to be called "VTXmlElement".
+// happens to be called "VTXmlElement", within the content bounds.
 void setUpLookupParser(VTXmlParser& parser)
 {
     parser.setDefaultElement(&VTXmlElement::staticMetaObject);
     parser.registerElement(QStringLiteral("VTXmlElement"), &VTXmlElement::staticMetaObject);
+    // The document element and the <vantle> are the first two levels.
+    parser.setLimits({ 2 + VTIndex::MaximumVantleDepth, VTIndex::MaximumElementText, VTIndex::MaximumFileText });
 }
 
 // The first tag in the file, judged line by line, so that a tag split over
 // two lines is judged by what each line holds: its name and line, or an
-// empty name when there is none.
+// empty name when there is none. Only the file's start is read: a file
+// whose first tag is not there is no control file, however large it is.
 QString firstTag(QIODevice* file, qint64* lineNumber)
 {
     static const QRegularExpression tag(QStringLiteral("<(\\w+)\\s*(\\w|>|/>)"));
+    constexpr qint64 maximumRead = 64 * 1024;
     qint64 line = 1;
-    while (!file->atEnd()) {
+    while (!file->atEnd() && file->pos() < maximumRead) {
         const QByteArray piece = file->readLine(1024);
         if (piece.isEmpty())
             break;
@@ -269,7 +273,8 @@ void VTIndexPrivate::read(ControlFile* file)
     stored.scan = VTControlFileScan();
     stored.firstTag.clear();
     QList<VTScannedVantle> vantles;
-    if (input.open(QIODevice::ReadOnly)) {
+    const bool tooLarge = version.size > VTIndex::MaximumControlFileSize;
+    if (!tooLarge && input.open(QIODevice::ReadOnly)) {
         stored.firstTag = firstTag(&input, &stored.firstTagLine);
         if ((stored.firstTag == QLatin1String("vantles") || file->viaStore) && input.seek(0)) {
             stored.scan = scanControlFile(input.readAll());
@@ -286,11 +291,14 @@ void VTIndexPrivate::read(ControlFile* file)
     const VTControlFileScan& scan = stored.scan;
     if (!scan.isControlFile()) {
         // A path of store() is read without the first-tag judgement of indexing.
-        if (file->viaStore)
+        if (file->viaStore && !tooLarge)
             return;
         QString text = QStringLiteral("The first element is <%1>, not <vantles>: this is not a control file.")
                            .arg(stored.firstTag);
-        if (!input.isOpen())
+        if (tooLarge)
+            text = QStringLiteral("The file is larger than %1 MiB: it is not read.")
+                       .arg(VTIndex::MaximumControlFileSize / (1024 * 1024));
+        else if (!input.isOpen())
             text = QStringLiteral("The file cannot be read.");
         else if (stored.firstTag.isEmpty())
             text = QStringLiteral("No element found: this is not a control file.");
@@ -449,6 +457,14 @@ VTXmlElement* VTIndexPrivate::loadVantle(
     VTXmlParser parser(&VTIndex::retrieveElementShouldGenerateElement, const_cast<QString*>(&key));
     setUpLookupParser(parser);
     const QList<QObject*> roots = parser.read(stored.scan.rootTag + piece + "</" + stored.scan.rootName.toUtf8() + '>');
+    // Positions in the piece, behind the root's start tag, to positions in the file.
+    const qint64 tagLines = stored.scan.rootTag.count('\n');
+    const qint64 tagTail = stored.scan.rootTag.size() - 1 - stored.scan.rootTag.lastIndexOf('\n');
+    for (const VTXmlParser::Problem& problem : parser.problems()) {
+        const qint64 line = problem.line - tagLines;
+        report(VTMessageWarning, stored.path, vantle.line + line - 1,
+            line == 1 ? vantle.column + problem.column - tagTail : problem.column, problem.message);
+    }
     if (roots.size() != 1 || roots.first()->children().size() != 1) {
         qDeleteAll(roots);
         return nullptr;
@@ -893,6 +909,8 @@ VTXmlElement* VTIndex::load(const QString& key, const QString& controlFile, cons
     if (!file.open(QIODevice::ReadOnly))
         return nullptr;
     const QList<QObject*> roots = parser.read(&file);
+    for (const VTXmlParser::Problem& problem : parser.problems())
+        d->report(VTMessageWarning, controlFile, problem.line, problem.column, problem.message);
     if (roots.size() != 1) {
         qDeleteAll(roots);
         return nullptr;

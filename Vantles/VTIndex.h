@@ -47,6 +47,16 @@ class VTXmlElement;
 class VANTLES_EXPORT VTIndex : public QObject {
     Q_OBJECT
 public:
+    /// Bounds on content, so that a hostile package cannot exhaust the host:
+    /// elements nested deeper below a <vantle>, text of one element beyond
+    /// its bound and text of a control file beyond its bound (entities
+    /// expanded) are left out; a control file larger than its bound is not
+    /// read. Each is reported with the file and line.
+    static constexpr int MaximumVantleDepth = 64;
+    static constexpr qsizetype MaximumElementText = 32 * 1024;
+    static constexpr qsizetype MaximumFileText = 4 * 1024 * 1024;
+    static constexpr qint64 MaximumControlFileSize = 16 * 1024 * 1024;
+
     /// @p context is watched, not owned; @p paths is kept for subclasses.
     VTIndex(VTContext* context, const QStringList& paths);
     ~VTIndex() override;

@@ -539,12 +539,23 @@ float VTManager::realScaleValue() const
 QString VTManager::interpolate(const QString& text, const QMap<QString, QVariant>& values) const
 {
     static const QRegularExpression placeholder(QStringLiteral("\\%\\(([-_a-zA-Z0-9]+)\\)s"));
+    // A value holding its own placeholder would expand for ever: the
+    // replacements end after these many, or once the text is this long.
+    constexpr int maximumReplacements = 1000;
+    constexpr qsizetype maximumLength = VTIndex::MaximumElementText;
     QString result = text;
     qsizetype pos = 0;
-    for (;;) {
+    for (int replacements = 0;; ++replacements) {
         const QRegularExpressionMatch match = placeholder.match(result, pos);
         if (!match.hasMatch())
             return result;
+        if (replacements == maximumReplacements || result.size() > maximumLength) {
+            const_cast<VTManager*>(this)->report({ VTMessageWarning, QString(), 0, 0,
+                QStringLiteral("Interpolating \"%1\" does not end (does a global property hold its own "
+                               "placeholder?): the text is left as it is after %2 replacements.")
+                    .arg(text.left(80), QString::number(replacements)) });
+            return result;
+        }
         pos = match.capturedStart();
         const auto it = values.constFind(match.captured(1));
         const QString replacement = it == values.constEnd() ? QString() : it.value().toString();

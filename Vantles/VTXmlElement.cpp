@@ -36,7 +36,21 @@ VTXmlElement::VTXmlElement(QObject* parent, const QXmlStreamAttributes& attrs)
         setAttribute(attr.qualifiedName().toString(), attr.value().toString());
 }
 
-VTXmlElement::~VTXmlElement() = default;
+VTXmlElement::~VTXmlElement()
+{
+    // QObject deletes its children recursively, one stack frame per level:
+    // a deep tree would overflow the stack. Leaves go first here instead.
+    std::vector<QObject*> pending(children().cbegin(), children().cend());
+    while (!pending.empty()) {
+        QObject* object = pending.back();
+        if (object->children().isEmpty()) {
+            pending.pop_back();
+            delete object;
+        } else {
+            pending.insert(pending.end(), object->children().cbegin(), object->children().cend());
+        }
+    }
+}
 
 QString VTXmlElement::getTagName() const
 {
@@ -107,14 +121,55 @@ bool VTXmlElement::hasAttribute(const QString& name) const
     return it != d->attributes.end() && it->first == name;
 }
 
+// Both searches keep QObject's order without its recursion, so that a deep
+// tree cannot overflow the stack.
+
 VTXmlElement* VTXmlElement::childElement(const QString& name) const
 {
-    return findChild<VTXmlElement*>(name);
+    // Each object's own children first, then, child by child, their subtrees.
+    auto matching = [&name](QObject* object) {
+        auto element = qobject_cast<VTXmlElement*>(object);
+        return element && element->objectName() == name ? element : nullptr;
+    };
+    struct Frame {
+        const QObject* object;
+        qsizetype next;
+    };
+    for (QObject* child : children()) {
+        if (VTXmlElement* found = matching(child))
+            return found;
+    }
+    std::vector<Frame> stack { { this, 0 } };
+    while (!stack.empty()) {
+        Frame& top = stack.back();
+        const QObjectList& list = top.object->children();
+        if (top.next == list.size()) {
+            stack.pop_back();
+            continue;
+        }
+        const QObject* object = list.at(top.next++);
+        for (QObject* child : object->children()) {
+            if (VTXmlElement* found = matching(child))
+                return found;
+        }
+        stack.push_back({ object, 0 });
+    }
+    return nullptr;
 }
 
 QList<QObject*> VTXmlElement::childElementList(const QString& name) const
 {
-    return findChildren<QObject*>(name);
+    // Depth first, each object before its subtree.
+    QList<QObject*> result;
+    std::vector<QObject*> pending(children().crbegin(), children().crend());
+    while (!pending.empty()) {
+        QObject* object = pending.back();
+        pending.pop_back();
+        if (object->objectName() == name)
+            result.append(object);
+        pending.insert(pending.end(), object->children().crbegin(), object->children().crend());
+    }
+    return result;
 }
 
 static bool hasElementChildren(const VTXmlElement* element)

@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QXmlStreamReader>
 
+#include <utility>
 #include <vector>
 
 namespace Vantles {
@@ -23,6 +24,9 @@ namespace {
 struct XmlParserAncestorRecord {
     QPointer<QObject> object;
     int mode;
+    // Characters given to the object so far, and whether its text was cut.
+    qsizetype text = 0;
+    bool cut = false;
 };
 
 // What the parser needs to know about a class it makes, looked up once per
@@ -43,6 +47,10 @@ public:
     VTXmlParser::ShouldGenerateFunction shouldGenerate = nullptr;
     void* userData = nullptr;
     int mode = VTXmlParser::GenerateAndAsk;
+    VTXmlParser::Limits limits;
+    QList<VTXmlParser::Problem> problems;
+    qsizetype documentText = 0;
+    bool depthReported = false;
 
     // Objects made below a skipped element: parentless and out of the
     // caller's reach, so they are deleted when the read ends.
@@ -146,6 +154,21 @@ const QMetaObject* VTXmlParser::defaultElement() const
     return d->defaultElement;
 }
 
+void VTXmlParser::setLimits(const Limits& limits)
+{
+    d->limits = limits;
+}
+
+VTXmlParser::Limits VTXmlParser::limits() const
+{
+    return d->limits;
+}
+
+QList<VTXmlParser::Problem> VTXmlParser::problems() const
+{
+    return d->problems;
+}
+
 QList<QObject*> VTXmlParser::read(QIODevice* input)
 {
     QXmlStreamReader reader(input);
@@ -163,6 +186,10 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
     d->mode = GenerateAndAsk;
     d->ancestors.clear();
     d->orphans.clear();
+    d->problems.clear();
+    d->documentText = 0;
+    d->depthReported = false;
+    const Limits& limits = d->limits;
 
     auto holder = std::make_unique<VTXmlElement>();
     d->ancestors.push_back({ holder.get(), GenerateAndAsk });
@@ -172,6 +199,18 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
     while (!stopped && !reader.atEnd()) {
         switch (reader.readNext()) {
         case QXmlStreamReader::StartElement:
+            if (limits.maximumDepth > 0 && qsizetype(d->ancestors.size()) > limits.maximumDepth) {
+                // The holder is at the bottom of the stack: its size is the new element's depth.
+                if (!std::exchange(d->depthReported, true)) {
+                    d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                        QStringLiteral("Elements are nested more than %1 deep here: this one and all below it "
+                                       "are left out.")
+                            .arg(limits.maximumDepth) });
+                }
+                d->ancestors.push_back({ nullptr, SkipDescendants });
+                d->mode = SkipDescendants;
+                break;
+            }
             if (d->mode == SkipDescendants) {
                 // The common case when a filter skips large parts of a file:
                 // nothing below here is looked at.
@@ -183,11 +222,34 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
         case QXmlStreamReader::EndElement:
             stopped = !endElement();
             break;
-        case QXmlStreamReader::Characters:
+        case QXmlStreamReader::Characters: {
+            QStringView text = reader.text();
+            d->documentText += text.size();
+            if (limits.maximumDocumentText > 0 && d->documentText > limits.maximumDocumentText) {
+                d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                    QStringLiteral("The text of this document exceeds %1 characters with its entities expanded: "
+                                   "the rest is left out.")
+                        .arg(limits.maximumDocumentText) });
+                stopped = true;
+                break;
+            }
             if (!d->innermostObject())
                 break;
-            stopped = reader.isWhitespace() ? !ignorableWhitespace(reader.text()) : !characters(reader.text());
+            XmlParserAncestorRecord& record = d->ancestors.back();
+            if (limits.maximumElementText > 0 && record.text + text.size() > limits.maximumElementText) {
+                if (!std::exchange(record.cut, true)) {
+                    d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                        QStringLiteral("The text of this element exceeds %1 characters: the rest is left out.")
+                            .arg(limits.maximumElementText) });
+                }
+                text = text.left(limits.maximumElementText - record.text);
+                if (text.isEmpty())
+                    break;
+            }
+            record.text += text.size();
+            stopped = reader.isWhitespace() ? !ignorableWhitespace(text) : !characters(text);
             break;
+        }
         default:
             break;
         }

@@ -71,6 +71,33 @@ public:
     const QMetaObject* defaultElement() const;
 
     /**
+     * Bounds on what one read() builds, so that a hostile or broken document
+     * cannot exhaust the stack, the memory or the time of its reader. Zero
+     * means no bound.
+     *
+     * An element nested deeper than maximumDepth (the document element is at
+     * depth 1) is skipped with its descendants; the text of one element is
+     * cut after maximumElementText characters; the read stops once the
+     * document's text, entities expanded, exceeds maximumDocumentText
+     * characters. Each of these is listed in problems().
+     */
+    struct Limits {
+        int maximumDepth = 0;
+        qsizetype maximumElementText = 0;
+        qsizetype maximumDocumentText = 0;
+    };
+    void setLimits(const Limits& limits);
+    Limits limits() const;
+
+    /// What a limit made the last read() leave out, and where.
+    struct Problem {
+        qint64 line = 0;
+        qint64 column = 0;
+        QString message;
+    };
+    QList<Problem> problems() const;
+
+    /**
      * Parses the whole input and returns the objects made for top-level
      * elements (normally one, for the document element). The caller owns
      * them and, through QObject parenthood, everything below them.
