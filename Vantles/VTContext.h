@@ -46,6 +46,9 @@ enum VTContextKey : int {
     /// string, empty: an SQLite database file in which the index keeps what it
     /// read, so that a later start reads only the control files that changed
     VTContextIndexDatabase = 40,
+    /// bool, false: lets interfaces and rich text load images over http and
+    /// https; with false, content reaches no network at all
+    VTContextAllowNetworkImages = 41,
 };
 
 /**

@@ -70,6 +70,9 @@ FileVersion versionOf(const QString& path)
 #endif
 }
 
+// Marks the documents of lookups, see VTIndex::isParsedDocument().
+constexpr char parsedDocumentProperty[] = "_vantlesParsedDocument";
+
 // The parsers of a lookup make plain elements, also for an element that
 // happens to be called "VTXmlElement", within the content bounds.
 void setUpLookupParser(VTXmlParser& parser)
@@ -476,6 +479,7 @@ VTXmlElement* VTIndexPrivate::loadVantle(
         root = nullptr;
         return nullptr;
     }
+    root->setProperty(parsedDocumentProperty, true);
     q->loadKeyData(key, stored.path, result);
     result->setAttribute(QStringLiteral("VTLocation"), stored.path);
     result->setAttribute(QStringLiteral("VTPackagName"), q->packageNameForLocation(stored.path));
@@ -900,6 +904,11 @@ VTXmlElement* VTIndex::retrieve(
     return nullptr;
 }
 
+bool VTIndex::isParsedDocument(const QObject* root)
+{
+    return root && root->property(parsedDocumentProperty).toBool();
+}
+
 VTXmlElement* VTIndex::load(const QString& key, const QString& controlFile, const QLocale& locale, VTXmlElement*& root)
 {
     VTXmlParser parser(&VTIndex::retrieveElementShouldGenerateElement, const_cast<QString*>(&key));
@@ -932,6 +941,7 @@ VTXmlElement* VTIndex::load(const QString& key, const QString& controlFile, cons
         return nullptr;
     }
 
+    root->setProperty(parsedDocumentProperty, true);
     loadKeyData(key, controlFile, result);
     result->setAttribute(QStringLiteral("VTLocation"), controlFile);
     result->setAttribute(QStringLiteral("VTPackagName"), packageNameForLocation(controlFile));

@@ -57,6 +57,10 @@ public:
     static constexpr qsizetype MaximumFileText = 4 * 1024 * 1024;
     static constexpr qint64 MaximumControlFileSize = 16 * 1024 * 1024;
 
+    /// Whether @p root is a document that a lookup of the index parsed, which
+    /// is deleted whole with its content.
+    static bool isParsedDocument(const QObject* root);
+
     /// @p context is watched, not owned; @p paths is kept for subclasses.
     VTIndex(VTContext* context, const QStringList& paths);
     ~VTIndex() override;

@@ -39,9 +39,19 @@ QString VTInterface::keyForObject(QObject* object)
 
 bool VTInterface::openExternalResource(VTExternalResourceType type, const QString& resource)
 {
-    if (type == VTExternalResourceUrl)
-        return QDesktopServices::openUrl(QUrl(resource));
-    return false;
+    if (type != VTExternalResourceUrl)
+        return false;
+    // Content chose the URL: only the web and mail leave the application.
+    const QUrl url(resource);
+    const QString scheme = url.scheme().toLower();
+    if (scheme != QLatin1String("http") && scheme != QLatin1String("https") && scheme != QLatin1String("mailto")) {
+        if (d->manager) {
+            d->manager->handleMessage(VTMessageWarning,
+                QStringLiteral("\"%1\" is not an http, https or mailto URL: not opened.").arg(resource));
+        }
+        return false;
+    }
+    return QDesktopServices::openUrl(url);
 }
 
 void VTInterface::handleMessage(VTMessageType type, const QString& message)

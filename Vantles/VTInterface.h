@@ -65,8 +65,9 @@ public:
     virtual QWidget* createWindow(VTWindowType type);
     /// The control key of @p object; the default is its object name.
     virtual QString keyForObject(QObject* object);
-    /// Opens a link, path or documentation topic; the default opens URLs
-    /// with QDesktopServices and returns false for the other types.
+    /// Opens a link, path or documentation topic; the default opens http,
+    /// https and mailto URLs with QDesktopServices, refuses and reports
+    /// other schemes, and returns false for the other types.
     virtual bool openExternalResource(VTExternalResourceType type, const QString& resource);
     /// Receives the messages that pass the threshold (setting
     /// VTContextMessageThreshold); the default prints "Level:message" on the

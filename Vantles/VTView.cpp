@@ -1,9 +1,11 @@
 #include "VTView.h"
 
+#include "VTContentUrlInterceptor_p.h"
 #include "VTIndex.h"
 #include "VTInterface.h"
 #include "VTLogging_p.h"
 #include "VTManager.h"
+#include "VTNetworkAccessFactory_p.h"
 #include "VTProblem.h"
 #include "VTXmlElement.h"
 
@@ -31,6 +33,20 @@ public:
     qint64 loadedSize = -1;
     bool stayOpen = false;
     bool reserved = false;
+    // Above zero while a click or key press of the user is delivered.
+    int userAction = 0;
+    std::unique_ptr<VTContentUrlInterceptor> interceptor;
+    VTNetworkAccessFactory networkAccess;
+
+    // Whether the content, not the host's settings, names the file of
+    // @p attribute.
+    bool namedByContent(const QString& attribute) const;
+    // The folders the content may use files of.
+    QStringList contentFolders() const;
+    // The first of @p candidates that exists and, when @p contained, lies in
+    // the content's folders; the others that exist are reported as refused,
+    // and *refused tells whether there were any.
+    QString usableCandidate(const QStringList& candidates, bool contained, bool* refused = nullptr) const;
 
     // Reports a problem of the current content at the place its vantle is
     // defined.
@@ -53,6 +69,41 @@ void VTViewPrivate::reportForContent(VTMessageType type, const QString& text) co
         problem.column = definition.column;
     }
     manager->report(problem);
+}
+
+bool VTViewPrivate::namedByContent(const QString& attribute) const
+{
+    if (!content)
+        return false;
+    auto parent = qobject_cast<const VTXmlElement*>(content->parent());
+    return content->hasAttribute(attribute) || (parent && parent->hasAttribute(attribute));
+}
+
+QStringList VTViewPrivate::contentFolders() const
+{
+    if (!manager || !manager->index())
+        return {};
+    return VTContentUrlInterceptor::canonicalFolders(manager->index()->componentPathsForElement(content, QString()));
+}
+
+QString VTViewPrivate::usableCandidate(const QStringList& candidates, bool contained, bool* refused) const
+{
+    if (refused)
+        *refused = false;
+    const QStringList folders = contained ? contentFolders() : QStringList();
+    for (const QString& candidate : candidates) {
+        const QFileInfo info(candidate);
+        if (!info.exists())
+            continue;
+        if (!contained || VTContentUrlInterceptor::isInside(candidate, folders))
+            return info.absoluteFilePath();
+        if (refused)
+            *refused = true;
+        reportForContent(VTMessageWarning,
+            QStringLiteral("\"%1\" leads outside the package's folders (to %2): refused.")
+                .arg(candidate, info.canonicalFilePath()));
+    }
+    return QString();
 }
 
 void VTViewPrivate::reportQmlErrors(VTMessageType type, const QList<QQmlError>& errors) const
@@ -90,6 +141,26 @@ VTView::VTView(VTManager* manager, QWidget* parent)
 {
     d->manager = manager;
     connect(engine(), &QQmlEngine::warnings, this, &VTView::handleWarnings);
+
+    // The interface reaches files of its package and of the QML modules
+    // only, and the network not at all unless the host allows images.
+    const QPointer<VTView> self(this);
+    d->interceptor = std::make_unique<VTContentUrlInterceptor>(engine()->importPathList(), [self](const QUrl& url) {
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, url] {
+                if (self)
+                    self->d->reportForContent(VTMessageWarning,
+                        QStringLiteral("The interface asked for %1, outside the package's folders: refused.")
+                            .arg(url.toDisplayString()));
+            },
+            Qt::QueuedConnection);
+    });
+    const bool network = manager && manager->context()->get(VTContextAllowNetworkImages, false).toBool();
+    d->interceptor->setNetworkAllowed(network);
+    d->networkAccess.setNetworkAllowed(network);
+    engine()->addUrlInterceptor(d->interceptor.get());
+    engine()->setNetworkAccessManagerFactory(&d->networkAccess);
     setResizeMode(QQuickWidget::SizeViewToRootObject);
 }
 
@@ -98,6 +169,7 @@ VTView::~VTView()
     // Tear the QML down first: its bindings may still read the content.
     setSource(QUrl());
     replaceContent(nullptr);
+    engine()->removeUrlInterceptor(d->interceptor.get());
 }
 
 VTManager* VTView::manager() const
@@ -152,10 +224,11 @@ void VTView::replaceContent(VTXmlElement* content)
         engine()->rootContext()->setContextProperty(QStringLiteral("vantle"), content);
     if (old && old != content) {
         d->content = nullptr;
-        // Content from the index is a child of the parsed document's root,
-        // which nothing else holds: the whole document goes.
-        if (auto root = qobject_cast<VTXmlElement*>(old->parent()))
-            delete root;
+        // Content from the index is a child of the document the index
+        // parsed, which nothing else holds: the whole document goes. Any
+        // other parent is the host's and stays.
+        if (VTIndex::isParsedDocument(old->parent()))
+            delete old->parent();
         else
             delete old;
     }
@@ -211,11 +284,12 @@ QStringList VTView::componentCandidates(
 QString VTView::findComponent(
     const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const
 {
-    for (const QString& candidate : componentCandidates(attribute, key, defaultValue, relativePath)) {
-        const QFileInfo info(candidate);
-        if (info.exists())
-            return info.absoluteFilePath();
-    }
+    const bool contained = d->namedByContent(attribute) || !relativePath.isEmpty();
+    bool refused = false;
+    const QString found
+        = d->usableCandidate(componentCandidates(attribute, key, defaultValue, relativePath), contained, &refused);
+    if (!found.isEmpty() || refused)
+        return found;
     return categoryPath(attribute, defaultValue, key);
 }
 
@@ -236,16 +310,17 @@ bool VTView::loadInterface()
     const VTContextKey key = simple ? VTContextSimpleInterfaceFile : VTContextFullInterfaceFile;
     const QString defaultFile = simple ? QStringLiteral("ui/SimpleTooltip.qml") : QStringLiteral("ui/VantleUI.qml");
     const QStringList candidates = componentCandidates(attribute, key, defaultFile, QString());
-    const auto found = std::find_if(
-        candidates.cbegin(), candidates.cend(), [](const QString& path) { return QFileInfo::exists(path); });
-    if (found == candidates.cend()) {
-        loadQML(candidates.value(0, categoryPath(attribute, defaultFile, key)));
+    bool refused = false;
+    const QString found = d->usableCandidate(candidates, d->namedByContent(attribute), &refused);
+    if (found.isEmpty()) {
+        if (!refused)
+            loadQML(candidates.value(0, categoryPath(attribute, defaultFile, key)));
         d->reportForContent(VTMessageError,
             QStringLiteral("Can't find the interface file of this vantle: looked for %1.")
                 .arg(candidates.isEmpty() ? categoryPath(attribute, defaultFile, key) : alternatives(candidates)));
         return false;
     }
-    const QFileInfo file(*found);
+    const QFileInfo file(found);
     if (QUrl::fromLocalFile(file.absoluteFilePath()) == source()
         && (file.lastModified() != d->loadedModified || file.size() != d->loadedSize)) {
         // Edited since it was loaded: the engine would hand out its old copy.
@@ -273,7 +348,11 @@ QString VTView::findResource(const QString& relativePath)
 {
     const QString path = findComponent(
         QStringLiteral("resources"), VTContextResourceFolder, QStringLiteral("Resources"), relativePath);
-    if (!relativePath.isEmpty() && !QFileInfo::exists(path)) {
+    const QStringList candidates = componentCandidates(
+        QStringLiteral("resources"), VTContextResourceFolder, QStringLiteral("Resources"), relativePath);
+    const bool refused = std::any_of(
+        candidates.cbegin(), candidates.cend(), [](const QString& candidate) { return QFileInfo::exists(candidate); });
+    if (!relativePath.isEmpty() && !QFileInfo::exists(path) && !refused) {
         const QStringList folders = componentCandidates(
             QStringLiteral("resources"), VTContextResourceFolder, QStringLiteral("Resources"), QString());
         d->reportForContent(VTMessageWarning,
@@ -302,8 +381,15 @@ void VTView::debugLog(const QString& msg)
 
 void VTView::openExternalResource(const QString& resourceLocator)
 {
-    if (d->manager)
-        d->manager->openExternalResource(resourceLocator);
+    if (!d->manager)
+        return;
+    if (d->userAction == 0) {
+        d->reportForContent(VTMessageWarning,
+            QStringLiteral("The interface asked to open \"%1\" without a click of the user: refused.")
+                .arg(resourceLocator));
+        return;
+    }
+    d->manager->openExternalResource(resourceLocator);
 }
 
 QString VTView::interpolate(const QString& string)
@@ -347,6 +433,8 @@ void VTView::statusHasChanged(QQuickWidget::Status s)
 void VTView::loadQML(const QString& path)
 {
     if (QFile::exists(path)) {
+        // The interface file's own folder and the content's folders.
+        d->interceptor->setFolders(d->contentFolders() << QFileInfo(path).absolutePath());
         const QUrl url = QUrl::fromLocalFile(path);
         if (url != source())
             setSource(url);
@@ -377,6 +465,28 @@ void VTView::managerContextSettingDidChange(VTContextKey key)
 {
     if (key == VTContextDocumentationEnabled)
         Q_EMIT documentationAvailableChanged();
+}
+
+// The user's own input: the interface may open links while it is delivered.
+void VTView::mousePressEvent(QMouseEvent* event)
+{
+    ++d->userAction;
+    QQuickWidget::mousePressEvent(event);
+    --d->userAction;
+}
+
+void VTView::mouseReleaseEvent(QMouseEvent* event)
+{
+    ++d->userAction;
+    QQuickWidget::mouseReleaseEvent(event);
+    --d->userAction;
+}
+
+void VTView::keyPressEvent(QKeyEvent* event)
+{
+    ++d->userAction;
+    QQuickWidget::keyPressEvent(event);
+    --d->userAction;
 }
 
 void VTView::resizeEvent(QResizeEvent* event)

@@ -100,12 +100,15 @@ public:
     /// Invokables for the QML interface.
     Q_INVOKABLE void setItemCursor(QQuickItem* object, const QString& shape, const QString& tag);
     Q_INVOKABLE void debugLog(const QString& msg);
+    /// Passes @p resourceLocator to the manager while the user clicks or
+    /// presses a key in this view; refuses and reports it at any other time.
     Q_INVOKABLE void openExternalResource(const QString& resourceLocator);
     Q_INVOKABLE QString interpolate(const QString& string);
     Q_INVOKABLE void setOverrideCursor(const QString& shape);
     Q_INVOKABLE void restoreOverrideCursor();
     Q_INVOKABLE QString translate(const QString& string, const QString& context);
-    /// The absolute path of a resource file of the content's package.
+    /// The absolute path of a resource file of the content's package; empty
+    /// when the path leads outside the package's folders.
     Q_INVOKABLE QString findResource(const QString& relativePath);
     Q_INVOKABLE int getScaledSize(int size);
 
@@ -130,6 +133,9 @@ public Q_SLOTS:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     std::unique_ptr<VTViewPrivate> const d;

@@ -610,11 +610,11 @@ void TestVTShowFlow::openExternalResourceRoutesByKind()
         const QStringList expected
             = type ? QStringList(QStringLiteral("%1:%2").arg(type).arg(resource)) : QStringList();
         QCOMPARE(host.opened, expected);
-        // The QML's way in ends at the same place.
+        // The QML's way in opens nothing unless the user clicked.
         host.opened.clear();
         QVERIFY(host.show(QStringLiteral("plain")));
         QVERIFY(QMetaObject::invokeMethod(host.window()->view(), "openExternalResource", Q_ARG(QString, resource)));
-        QCOMPARE(host.opened, expected);
+        QVERIFY(host.opened.isEmpty());
     }
 }
 

@@ -200,6 +200,7 @@ VTStyledRectangle {
         Repeater {
             model: root.links
             delegate: Text {
+                objectName: "link"
                 readonly property string target: modelData.hasAttribute("href") ? modelData.attribute("href")
                                                                                    : modelData.attribute("topic")
                 readonly property bool canOpen: modelData.hasAttribute("href") || vantleView.documentationAvailable

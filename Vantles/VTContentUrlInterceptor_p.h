@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QMutex>
+#include <QQmlAbstractUrlInterceptor>
+#include <QStringList>
+
+#include <functional>
+
+namespace Vantles {
+
+/**
+ * Keeps a view's QML inside its content: local files load only from the
+ * package folders the view names and from the QML engine's own import
+ * folders; remote URLs only when network images are allowed, and then only
+ * where a URL string is used (images); every other scheme but qrc:, data:
+ * and image: is refused. A refused URL becomes an empty one and is handed to
+ * the refusal callback, which may run on the QML loader's thread.
+ */
+class VTContentUrlInterceptor : public QQmlAbstractUrlInterceptor {
+public:
+    using RefusalHandler = std::function<void(const QUrl& url)>;
+
+    VTContentUrlInterceptor(const QStringList& systemFolders, RefusalHandler refused);
+
+    /// Folders whose files the content may use; symlinks resolved here.
+    void setFolders(const QStringList& folders);
+    void setNetworkAllowed(bool allowed);
+
+    QUrl intercept(const QUrl& url, DataType type) override;
+
+    /// Whether @p path, symlinks resolved, is @p folders' or below one of
+    /// them; @p folders must be canonical.
+    static bool isInside(const QString& path, const QStringList& folders);
+    /// The canonical form of each existing folder.
+    static QStringList canonicalFolders(const QStringList& folders);
+
+private:
+    mutable QMutex m_mutex;
+    const QStringList m_systemFolders;
+    QStringList m_folders;
+    bool m_networkAllowed = false;
+    const RefusalHandler m_refused;
+};
+
+} // namespace Vantles
