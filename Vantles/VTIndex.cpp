@@ -301,6 +301,9 @@ void VTIndexPrivate::read(ControlFile* file)
         if (tooLarge)
             text = QStringLiteral("The file is larger than %1 MiB: it is not read.")
                        .arg(VTIndex::MaximumControlFileSize / (1024 * 1024));
+        else if (!scan.error.isEmpty())
+            return report(VTMessageError, stored.path, scan.errorLine, scan.errorColumn,
+                QStringLiteral("%1 The file is not read.").arg(scan.error));
         else if (!input.isOpen())
             text = QStringLiteral("The file cannot be read.");
         else if (stored.firstTag.isEmpty())

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QCursor>
 #include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
 #include <QPointer>
 #include <QQmlContext>
@@ -38,9 +39,10 @@ public:
     std::unique_ptr<VTContentUrlInterceptor> interceptor;
     VTNetworkAccessFactory networkAccess;
 
-    // Whether the content, not the host's settings, names the file of
-    // @p attribute.
-    bool namedByContent(const QString& attribute) const;
+    // Whether the file of @p attribute, which is @p path, must lie inside the
+    // content's folders: unless the host's settings name it by an absolute
+    // path, it must.
+    bool mustStayInside(const QString& attribute, const QString& path) const;
     // The folders the content may use files of.
     QStringList contentFolders() const;
     // The first of @p candidates that exists and, when @p contained, lies in
@@ -71,8 +73,10 @@ void VTViewPrivate::reportForContent(VTMessageType type, const QString& text) co
     manager->report(problem);
 }
 
-bool VTViewPrivate::namedByContent(const QString& attribute) const
+bool VTViewPrivate::mustStayInside(const QString& attribute, const QString& path) const
 {
+    if (QDir::isRelativePath(path))
+        return true;
     if (!content)
         return false;
     auto parent = qobject_cast<const VTXmlElement*>(content->parent());
@@ -284,7 +288,8 @@ QStringList VTView::componentCandidates(
 QString VTView::findComponent(
     const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const
 {
-    const bool contained = d->namedByContent(attribute) || !relativePath.isEmpty();
+    const bool contained
+        = !relativePath.isEmpty() || d->mustStayInside(attribute, categoryPath(attribute, defaultValue, key));
     bool refused = false;
     const QString found
         = d->usableCandidate(componentCandidates(attribute, key, defaultValue, relativePath), contained, &refused);
@@ -311,7 +316,8 @@ bool VTView::loadInterface()
     const QString defaultFile = simple ? QStringLiteral("ui/SimpleTooltip.qml") : QStringLiteral("ui/VantleUI.qml");
     const QStringList candidates = componentCandidates(attribute, key, defaultFile, QString());
     bool refused = false;
-    const QString found = d->usableCandidate(candidates, d->namedByContent(attribute), &refused);
+    const QString found = d->usableCandidate(
+        candidates, d->mustStayInside(attribute, categoryPath(attribute, defaultFile, key)), &refused);
     if (found.isEmpty()) {
         if (!refused)
             loadQML(candidates.value(0, categoryPath(attribute, defaultFile, key)));
