@@ -29,6 +29,8 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QList>
+#include <QPair>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
@@ -244,6 +246,68 @@ VANTLES_WARM_SHOW(documentTitle, actionUndo);
 VANTLES_WARM_SHOW(autosaveCheck, exportFormat);
 VANTLES_WARM_SHOW(exportFormat, autosaveCheck);
 
+// A show of content built to hurt: a 3 MB text, 50,000 nested elements,
+// entities expanding to 200 million characters. The library's bounds must
+// keep each show as quick as an ordinary one (goal: under 100 ms).
+bool writeHostileContent()
+{
+    QByteArray deep;
+    for (int i = 0; i < 50000; ++i)
+        deep += "<g>";
+    for (int i = 0; i < 50000; ++i)
+        deep += "</g>";
+    QByteArray references;
+    for (int i = 0; i < 50000; ++i)
+        references += "&e;";
+    const QString control = dataDir->filePath(QStringLiteral("Sample.vantles/Control/"));
+    const QList<QPair<QString, QByteArray>> files {
+        { QStringLiteral("hostile.xml"),
+            "<vantles>\n<vantle key=\"hostileText\"><title>Text</title><text>" + QByteArray(3 << 20, 'a')
+                + "</text></vantle>\n<vantle key=\"hostileDeep\"><title>Deep</title>" + deep
+                + "</vantle>\n</vantles>\n" },
+        { QStringLiteral("entities.xml"),
+            "<!DOCTYPE vantles [<!ENTITY e \"" + QByteArray(4000, 'x')
+                + "\">]>\n<vantles>\n<vantle key=\"hostileEntity\"><title>Entity</title><text>" + references
+                + "</text></vantle>\n</vantles>\n" },
+    };
+    for (const auto& [name, contents] : files) {
+        QFile file(control + name);
+        if (!file.open(QIODevice::WriteOnly) || file.write(contents) != contents.size())
+            return false;
+    }
+    return true;
+}
+
+std::unique_ptr<Session> hostileSession;
+
+void BM_ShowHostile(benchmark::State& state, const char* key)
+{
+    std::unique_ptr<Session>& session = hostileSession;
+    if (!session) {
+        session = std::make_unique<Session>();
+        timedShow(session->manager(), QStringLiteral("actionUndo")); // the engine and window exist
+    }
+    for (auto _ : state) {
+        hideNow(session->manager());
+        const double seconds = timedShow(session->manager(), QString::fromLatin1(key));
+        if (seconds < 0) {
+            state.SkipWithError("the vantle was not shown");
+            break;
+        }
+        state.SetIterationTime(seconds);
+    }
+}
+#define VANTLES_HOSTILE_SHOW(key)                                                                                      \
+    BENCHMARK_CAPTURE(BM_ShowHostile, key, #key)                                                                       \
+        ->UseManualTime()                                                                                              \
+        ->Unit(benchmark::kMillisecond)                                                                                \
+        ->Iterations(1)                                                                                                \
+        ->Repetitions(11)                                                                                              \
+        ->ReportAggregatesOnly(true)
+VANTLES_HOSTILE_SHOW(hostileText);
+VANTLES_HOSTILE_SHOW(hostileDeep);
+VANTLES_HOSTILE_SHOW(hostileEntity);
+
 // Shows every key once with every message let through and reports what the
 // QML said: the figures mean nothing if the interface does not load cleanly.
 // Being the first show of the program, its time is reported as well.
@@ -311,9 +375,14 @@ int main(int argc, char** argv)
         return 1;
     }
     std::printf("First show in the process (Qt Quick not loaded yet): %.1f ms\n", firstShowSeconds * 1000.0);
+    if (!writeHostileContent()) {
+        std::fprintf(stderr, "the hostile content could not be written\n");
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     warmSessions.clear();
+    hostileSession.reset();
     delete dataDir;
     return 0;
 }
