@@ -1,6 +1,7 @@
 #include "VTControlFileScanner_p.h"
 
 #include "VTIndex.h"
+#include "VTXmlParser.h"
 
 #include <QLocale>
 #include <QRegularExpression>
@@ -105,6 +106,12 @@ VTControlFileScan scanControlFileWithReader(const QByteArray& data)
 {
     VTControlFileScan scan;
     scan.size = data.size();
+    if (VTXmlParser::expansionBound(data) > VTIndex::MaximumFileText) {
+        scan.error = QStringLiteral("The entities of this file could expand it beyond %1 characters.")
+                         .arg(VTIndex::MaximumFileText);
+        scan.errorLine = scan.errorColumn = 1;
+        return scan;
+    }
     // Pieces of the file are parsed on their own only when byte offsets can
     // be told: UTF-8 without a document type declaration.
     bool cuttable = !data.startsWith("\xFE\xFF") && !data.startsWith("\xFF\xFE");

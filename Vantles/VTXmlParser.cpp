@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QXmlStreamReader>
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -169,14 +170,62 @@ QList<VTXmlParser::Problem> VTXmlParser::problems() const
     return d->problems;
 }
 
+qint64 VTXmlParser::expansionBound(const QByteArray& data)
+{
+    if (!data.contains("<!ENTITY"))
+        return data.size();
+    QHash<QString, QString> values;
+    QXmlStreamReader reader(data);
+    while (!reader.atEnd() && values.isEmpty()) {
+        const QXmlStreamReader::TokenType token = reader.readNext();
+        if (token == QXmlStreamReader::StartElement)
+            break;
+        if (token == QXmlStreamReader::DTD) {
+            for (const QXmlStreamEntityDeclaration& entity : reader.entityDeclarations())
+                values.insert(entity.name().toString(), entity.value().toString());
+        }
+    }
+    // The reader stops any one reference at its expansion limit.
+    const qint64 limit = reader.entityExpansionLimit();
+    QHash<QString, qint64> lengths;
+    std::function<qint64(const QString&, int)> length = [&](const QString& name, int depth) -> qint64 {
+        const auto known = lengths.constFind(name);
+        if (known != lengths.constEnd())
+            return known.value();
+        const QString value = values.value(name);
+        qint64 total = value.size();
+        for (qsizetype at = value.indexOf(QLatin1Char('&')); at >= 0 && total < limit;
+             at = value.indexOf(QLatin1Char('&'), at + 1)) {
+            const qsizetype end = value.indexOf(QLatin1Char(';'), at);
+            const QString inner = value.mid(at + 1, end - at - 1);
+            total += depth > 8 || !values.contains(inner) ? limit : length(inner, depth + 1);
+        }
+        total = qMin(total, limit);
+        lengths.insert(name, total);
+        return total;
+    };
+    qint64 longest = 0;
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        longest = qMax(longest, length(it.key(), 0));
+    return data.size() + data.count('&') * longest;
+}
+
 QList<QObject*> VTXmlParser::read(QIODevice* input)
 {
+    if (d->limits.maximumDocumentText > 0 && input)
+        return read(input->readAll());
     QXmlStreamReader reader(input);
     return readDocument(reader);
 }
 
 QList<QObject*> VTXmlParser::read(const QByteArray& data)
 {
+    if (d->limits.maximumDocumentText > 0 && expansionBound(data) > d->limits.maximumDocumentText) {
+        d->problems = { { 1, 1,
+            QStringLiteral("The entities of this document could expand it beyond %1 characters: it is not read.")
+                .arg(d->limits.maximumDocumentText) } };
+        return {};
+    }
     QXmlStreamReader reader(data);
     return readDocument(reader);
 }

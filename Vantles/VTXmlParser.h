@@ -89,6 +89,16 @@ public:
     void setLimits(const Limits& limits);
     Limits limits() const;
 
+    /**
+     * An upper bound of the characters @p data expands to: its size plus,
+     * when its document type declares entities, the longest expansion of one
+     * of them (nested references included, at most what the reader allows)
+     * for every '&'. The reader expands a run of references into one string
+     * before anyone can count it, so a document whose bound exceeds
+     * maximumDocumentText is not read at all.
+     */
+    static qint64 expansionBound(const QByteArray& data);
+
     /// What a limit made the last read() leave out, and where.
     struct Problem {
         qint64 line = 0;

@@ -93,7 +93,7 @@ void TestVTHostile::hostileContent_data()
     QByteArray references;
     for (int i = 0; i < 50000; ++i)
         references += "&e;";
-    // The key before the expansion stays usable.
+    // Refused whole: the reader would expand the run into one string first.
     const QByteArray expanding = "<!DOCTYPE vantles [<!ENTITY e \"" + QByteArray(4000, 'x') + "\">]>\n"
         + vantle("", "").replace("</vantles>", "<vantle key=\"x\"><text>" + references + "</text></vantle>\n</vantles>");
 
@@ -103,7 +103,8 @@ void TestVTHostile::hostileContent_data()
                                   << "200:Control/a.xml:2:\\d+: Elements are nested more than 66 deep" << true << 0 << 0;
     QTest::newRow("entities expanding to 200 million characters")
         << Files { { control, expanding } }
-        << "100:Control/a.xml:4:\\d+: The text of this file exceeds 4194304 characters" << true << 0 << 0;
+        << "100:Control/a.xml:1:1: The entities of this file could expand it beyond 4194304 characters" << false
+        << -1 << 0;
     QTest::newRow("3 MB of text") << Files { { control, vantle("", "<text>" + QByteArray(3 << 20, 'a') + "</text>") } }
                                   << "200:Control/a.xml:2:\\d+: The text of this element exceeds 32768" << true << 32768
                                   << 0;
