@@ -7,17 +7,17 @@
 
 namespace Vantles {
 
-// The end of both video threads' quit(): after the quit flag is set, wait up
-// to 10 s, then terminate and wait 10 s more, saying so on the debug channel
-// as "<className> did not quit ...".
+// The end of both video threads' quit(): once the quit flag is set, every
+// wait of the thread is woken and it ends within one decoding step. A thread
+// is never terminated (that could leave a lock held or FFmpeg's state torn);
+// one that takes longer than a second is named on the debug channel as
+// "<className> did not quit ..." and waited for.
 inline void waitOrTerminate(QThread* thread, const char* className)
 {
-    if (thread->wait(QDeadlineTimer(10000)))
+    if (thread->wait(QDeadlineTimer(1000)))
         return;
     qDebug() << QStringLiteral("%1 did not quit in a timely fashion").arg(QLatin1String(className));
-    thread->terminate();
-    if (!thread->wait(QDeadlineTimer(10000)))
-        qDebug() << QStringLiteral("%1 did not quit at all").arg(QLatin1String(className));
+    thread->wait();
 }
 
 } // namespace Vantles

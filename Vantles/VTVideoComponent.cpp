@@ -29,6 +29,9 @@ VTVideoComponent::VTVideoComponent(QQuickItem* parent)
 
 VTVideoComponent::~VTVideoComponent()
 {
+    // Both are told first, so that they end side by side.
+    m_controller->setShouldQuit();
+    m_videoSource->setShouldQuit();
     m_controller->quit();
     m_videoSource->quit();
     m_videoSource->wait();

@@ -6,7 +6,9 @@
 
 #include <QMutexLocker>
 #include <QPointer>
+#include <QDeadlineTimer>
 #include <QRecursiveMutex>
+#include <QWaitCondition>
 
 #include <algorithm>
 #include <atomic>
@@ -25,7 +27,24 @@ public:
     bool scrubbing = false;
     QDateTime lastFrameDisplayTime;
     VTVideoController::State state = VTVideoController::stoppedState;
+    // The thread's pauses, which quitting cuts short.
+    QMutex sleepMutex;
+    QWaitCondition sleeper;
+    std::atomic_bool quitting { false };
+
+    void sleep(double seconds)
+    {
+        QMutexLocker locker(&sleepMutex);
+        if (!quitting)
+            sleeper.wait(&sleepMutex, QDeadlineTimer(qint64(seconds * 1000.0)));
+    }
 };
+
+// Clips claim any frame rate; the pacing keeps to 1 to 120 frames a second.
+static double frameDelay(double rate)
+{
+    return rate > 0 ? 1.0 / std::clamp(rate, 1.0, 120.0) : 0.04;
+}
 
 VTVideoController::VTVideoController(VTVideoSource* source, QObject* parent)
     : QThread(parent)
@@ -59,6 +78,11 @@ bool VTVideoController::shouldQuit()
 
 void VTVideoController::setShouldQuit()
 {
+    {
+        QMutexLocker locker(&d->sleepMutex);
+        d->quitting = true;
+        d->sleeper.wakeAll();
+    }
     QMutexLocker locker(&d->mutex);
     d->shouldQuit = true;
 }
@@ -259,7 +283,7 @@ void VTVideoController::run()
                 if (d->source->totalFrameCount() >= d->position)
                     pause();
                 d->mutex.unlock();
-                QThread::msleep(100);
+                d->sleep(0.1);
                 continue;
             }
             d->needFrame = false;
@@ -273,7 +297,7 @@ void VTVideoController::run()
             presentFrame();
         }
         d->mutex.unlock();
-        QThread::msleep(100);
+        d->sleep(0.1);
     }
 }
 
@@ -289,15 +313,14 @@ void VTVideoController::presentFrame()
     if (d->shownPosition == d->position && d->shownPosition >= loaded)
         return;
 
-    const double rate = d->source->frameRate();
-    const double frameDelay = rate > 0 ? 1.0 / rate : 0.04;
-    const double due = double(d->position - d->shownPosition) * frameDelay;
+    const double delay = frameDelay(d->source->frameRate());
+    const double due = double(d->position - d->shownPosition) * delay;
     const QDateTime now = QDateTime::currentDateTime();
     const QDateTime last = lastFrameDisplayTime();
     // Milliseconds scaled by a further 1000, as the pacing has always been
     // computed: the wait ends up one frame period.
     const double elapsed = (double(last.daysTo(now)) * 86400000.0 + double(last.time().msecsTo(now.time()))) * 1000.0;
-    const double wait = std::max(due - std::min(elapsed, due), frameDelay);
+    const double wait = std::min(std::max(due - std::min(elapsed, due), delay), 1.0);
 
     if (d->position < loaded) {
         locker.unlock();
@@ -309,7 +332,7 @@ void VTVideoController::presentFrame()
         locker.unlock();
     }
     if (wait > 0)
-        QThread::msleep((unsigned long)(1000.0 * wait));
+        d->sleep(wait);
 }
 
 } // namespace Vantles

@@ -43,7 +43,6 @@ public:
     const AVCodec* codec = nullptr;
     AVFrame* frame = nullptr;
     // Describes the planes of the frame being converted into: the image's own.
-    AVFrame* frameRGB = nullptr;
     AVStream* videoStream = nullptr;
     AVPacket* packet = nullptr;
     int videoStreamIndex = -1;
@@ -99,9 +98,9 @@ bool VTVideoSourceFFMPEGPrivate::load()
 
     codecContext = avcodec_alloc_context3(codec);
     if (codecContext) {
-        // The clip is decoded ahead in the background: let the decoder use
-        // the machine's cores.
-        codecContext->thread_count = 0;
+        // The clip is decoded ahead on the source's own thread already: no
+        // threads of the decoder's on top of it, for every clip shown.
+        codecContext->thread_count = 1;
     }
     if (!codecContext || avcodec_parameters_to_context(codecContext, videoStream->codecpar) < 0
         || avcodec_open2(codecContext, codec, nullptr) < 0)
@@ -110,9 +109,6 @@ bool VTVideoSourceFFMPEGPrivate::load()
     frame = av_frame_alloc();
     if (!frame)
         return fail("Could not allocate original frame in %1");
-    frameRGB = av_frame_alloc();
-    if (!frameRGB)
-        return fail("Could not allocate rgb frame in %1");
     if (!packet)
         packet = av_packet_alloc();
 
@@ -138,7 +134,6 @@ bool VTVideoSourceFFMPEGPrivate::load()
 void VTVideoSourceFFMPEGPrivate::close()
 {
     QMutexLocker locker(&mutex);
-    av_frame_free(&frameRGB);
     av_frame_free(&frame);
     avcodec_free_context(&codecContext);
     codec = nullptr;
@@ -176,17 +171,25 @@ bool VTVideoSourceFFMPEGPrivate::readFrame()
 
         const int received = avcodec_receive_frame(codecContext, frame);
         if (received == 0) {
-            VTVideoFrame image(frame->width, frame->height, QImage::Format_RGB32, 0);
+            // swscale's vector code writes whole blocks: with rows of
+            // width * 4 bytes it garbles the last pixels of a row whose size
+            // is not a multiple of the block. Rows of 64-byte multiples in a
+            // buffer of av_malloc()'s alignment come out right.
+            const qsizetype stride = (qsizetype(frame->width) * 4 + 63) / 64 * 64;
+            auto pixels = static_cast<uchar*>(av_malloc(size_t(stride) * size_t(qMax(frame->height, 0))));
+            VTVideoFrame image;
+            if (pixels) {
+                image = VTVideoFrame(QImage(pixels, frame->width, frame->height, stride, QImage::Format_RGB32,
+                                         [](void* data) { av_free(data); }, pixels),
+                    0);
+            }
             swsContext = sws_getCachedContext(swsContext, frame->width, frame->height, AVPixelFormat(frame->format),
                 frame->width, frame->height, AV_PIX_FMT_RGB32, SWS_BICUBIC, nullptr, nullptr, nullptr);
             bool converted = false;
             if (swsContext && !image.isNull()) {
-                av_image_fill_arrays(frameRGB->data, frameRGB->linesize, image.bits(), AV_PIX_FMT_RGB32, image.width(),
-                    image.height(), 1);
-                // The image's rows may be padded beyond width * 4.
-                frameRGB->linesize[0] = int(image.bytesPerLine());
-                sws_scale(
-                    swsContext, frame->data, frame->linesize, 0, frame->height, frameRGB->data, frameRGB->linesize);
+                uint8_t* planes[4] = { pixels, nullptr, nullptr, nullptr };
+                const int strides[4] = { int(stride), 0, 0, 0 };
+                sws_scale(swsContext, frame->data, frame->linesize, 0, frame->height, planes, strides);
                 converted = true;
             }
             av_frame_unref(frame);

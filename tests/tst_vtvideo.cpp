@@ -35,11 +35,11 @@ QStringList words(const char* line)
     return QString::fromLatin1(line).split(QLatin1Char(' '));
 }
 
-// A 160x90 test pattern clip at 25 frames per second with the given encoder options.
-QStringList pattern(int frames, const char* encoder)
+// A test pattern clip of @p width x 90 at 25 frames per second with the given encoder options.
+QStringList pattern(int frames, const char* encoder, int width = 160)
 {
-    return words("-f lavfi -i testsrc2=size=160x90:rate=25 -frames:v") + QStringList { QString::number(frames) }
-    + words(encoder);
+    return words("-f lavfi -i") + QStringList { QStringLiteral("testsrc2=size=%1x90:rate=25").arg(width) }
+    + words("-frames:v") + QStringList { QString::number(frames) } + words(encoder);
 }
 
 // The number of pictures ffprobe decodes from the first video stream.
@@ -112,6 +112,7 @@ private Q_SLOTS:
     void controllerPacesAtFrameRateAndRestartsAtEnd();
     void streamEndWhileScrubbingKeepsPlaying();
     void itemStartsPausedAndGoesThroughController();
+    void destroyingPlayingItemEndsBothThreads_data();
     void destroyingPlayingItemEndsBothThreads();
     void itemInViewDecodesAndPaintsClip();
 
@@ -167,17 +168,24 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("encoder");
     QTest::addColumn<bool>("cutInHalf");
+    QTest::addColumn<int>("width");
 
     QTest::newRow("H.264 in MP4") << QStringLiteral("h264.mp4") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p")
-                                  << false;
+                                  << false << 160;
     QTest::newRow("MPEG-4 ASP (mpeg4) in AVI")
-        << QStringLiteral("mpeg4.avi") << QStringLiteral("-c:v mpeg4 -q:v 2") << false;
+        << QStringLiteral("mpeg4.avi") << QStringLiteral("-c:v mpeg4 -q:v 2") << false << 160;
     QTest::newRow("VP8 in WebM") << QStringLiteral("vp8.webm")
-                                 << QStringLiteral("-c:v libvpx -b:v 1M -deadline realtime") << false;
-    QTest::newRow("MJPEG in MKV") << QStringLiteral("mjpeg.mkv") << QStringLiteral("-c:v mjpeg -q:v 2") << false;
+                                 << QStringLiteral("-c:v libvpx -b:v 1M -deadline realtime") << false << 160;
+    QTest::newRow("MJPEG in MKV") << QStringLiteral("mjpeg.mkv") << QStringLiteral("-c:v mjpeg -q:v 2") << false
+                                  << 160;
     // The file ends in the middle of a cluster, which counts as the end of the stream.
     QTest::newRow("truncated H.264 in MKV")
-        << QStringLiteral("cut.mkv") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p") << true;
+        << QStringLiteral("cut.mkv") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p") << true << 160;
+    // Rows whose size is no multiple of the converter's blocks.
+    QTest::newRow("H.264, 162 wide") << QStringLiteral("w162.mp4") << QStringLiteral("-c:v libx264 -pix_fmt yuv420p")
+                                     << false << 162;
+    QTest::newRow("MJPEG, 1366 wide") << QStringLiteral("w1366.mkv") << QStringLiteral("-c:v mjpeg -q:v 2") << false
+                                      << 1366;
 }
 
 void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
@@ -185,8 +193,9 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
     QFETCH(QString, name);
     QFETCH(QString, encoder);
     QFETCH(bool, cutInHalf);
+    QFETCH(int, width);
 
-    const QString path = VTTest::makeClip(m_dir, name, pattern(25, encoder.toLatin1().constData()));
+    const QString path = VTTest::makeClip(m_dir, name, pattern(25, encoder.toLatin1().constData(), width));
     QFile file(path);
     QVERIFY(!path.isEmpty() && file.open(QIODevice::ReadWrite));
     if (cutInHalf)
@@ -207,13 +216,17 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
     QCOMPARE(decoder.source.frameRate(), 25.0);
     for (int n = 0; n < expected; ++n) {
         const VTVideoFrame frame = decoder.source.getFrame(n);
-        QCOMPARE(frame.size(), QSize(160, 90));
+        QCOMPARE(frame.size(), QSize(width, 90));
         QCOMPARE(frame.format(), QImage::Format_RGB32);
         QVERIFY2(qFuzzyCompare(1.0 + frame.timestamp, 1.0 + n / 25.0), qPrintable(QString::number(n)));
     }
     QVERIFY(decoder.source.getFrame(expected).isNull());
     const double difference = meanChannelDifference(decoder.source.getFrame(0), QImage(reference));
     QVERIFY2(difference < 2.0, qPrintable(QString::number(difference)));
+    // The last columns too, which a mean over the picture would hide.
+    const QRect right(width - 2, 0, 2, 90);
+    const double edge = meanChannelDifference(decoder.source.getFrame(0).copy(right), QImage(reference).copy(right));
+    QVERIFY2(edge < 4.0, qPrintable(QString::number(edge)));
     // The pattern moves: the last frame is a different picture.
     QVERIFY(meanChannelDifference(decoder.source.getFrame(0), decoder.source.getFrame(expected - 1)) > 2.0);
 
@@ -380,8 +393,24 @@ void TestVTVideo::itemStartsPausedAndGoesThroughController()
     QCOMPARE(item.progress(), 0.0);
 }
 
+void TestVTVideo::destroyingPlayingItemEndsBothThreads_data()
+{
+    QTest::addColumn<QString>("rate"); // of the clip, frames per second
+    QTest::addColumn<int>("frames");
+    QTest::newRow("25 per second") << QStringLiteral("25") << 101;
+    // Paced as one per second: the item plays on and still goes at once.
+    QTest::newRow("one per 1000 s") << QStringLiteral("1/1000") << 3;
+}
+
 void TestVTVideo::destroyingPlayingItemEndsBothThreads()
 {
+    QFETCH(QString, rate);
+    QFETCH(int, frames);
+    const QString clip = VTTest::makeClip(m_dir, QStringLiteral("rate%1.avi").arg(frames),
+        words("-f lavfi -i") + QStringList { QStringLiteral("testsrc2=size=160x90:rate=") + rate }
+            + words("-frames:v") + QStringList { QString::number(frames) } + words("-c:v mjpeg"));
+    QVERIFY(!clip.isEmpty());
+    VTTest::MessageLog log;
     auto item = new VTVideoComponent;
     std::atomic<int> finished { 0 };
     QPointer<VTVideoController> controller = item->controller();
@@ -395,15 +424,17 @@ void TestVTVideo::destroyingPlayingItemEndsBothThreads()
     QObject receiver;
     int ended = 0;
     connect(source, &VTVideoSource::streamEnded, &receiver, [&ended] { ++ended; });
-    QVERIFY(controller->setSource(QUrl::fromLocalFile(m_clip101)));
+    QVERIFY(controller->setSource(QUrl::fromLocalFile(clip)));
     QTRY_COMPARE_WITH_TIMEOUT(ended, 1, 10000);
-    QCOMPARE(controller->frameCount(), 101ULL);
+    QCOMPARE(controller->frameCount(), (unsigned long long)frames);
     item->play();
     QTRY_VERIFY_WITH_TIMEOUT(item->position() >= 2, 5000);
     QCOMPARE(item->state(), VTVideoComponent::playingState);
 
     delete item;
     QCOMPARE(finished.load(), 2);
+    // Neither thread had to be waited for beyond its current step.
+    QCOMPARE(log.debugMessages().filter(QStringLiteral("did not quit")), QStringList());
     QVERIFY(controller.isNull());
     QVERIFY(source.isNull());
 }
