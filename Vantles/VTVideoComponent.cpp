@@ -1,5 +1,7 @@
 #include "VTVideoComponent.h"
 
+#include "VTManager.h"
+#include "VTProblem.h"
 #include "VTVideoController.h"
 #include "VTVideoSourceFFMPEG.h"
 #include "VTView.h"
@@ -23,6 +25,13 @@ VTVideoComponent::VTVideoComponent(QQuickItem* parent)
     connect(m_controller, &VTVideoController::heightChanged, this, &VTVideoComponent::contentHeightChanged);
     connect(m_controller, &VTVideoController::widthChanged, this, &VTVideoComponent::contentWidthChanged);
     connect(m_controller, &VTVideoController::loadProgressChanged, this, &VTVideoComponent::loadProgressChanged);
+    // A clip that cannot be played stops the item and is reported once, at
+    // the clip's path, to the host of the view showing it.
+    connect(m_videoSource, &VTVideoSource::sourceFailed, this, [this](const QString& path, const QString& reason) {
+        m_controller->setState(VTVideoController::stoppedState);
+        if (m_view && m_view->manager())
+            m_view->manager()->report({ VTMessageWarning, path, 0, 0, reason });
+    });
     m_controller->start(QThread::InheritPriority);
     m_videoSource->start(QThread::InheritPriority);
 }
@@ -81,6 +90,7 @@ bool VTVideoComponent::resolveSource()
         auto view = qobject_cast<VTView*>(widget);
         if (!view || view->quickWindow() != scene)
             continue;
+        m_view = view;
         const QString path = view->findResource(m_pendingSource);
         m_sourceText = m_pendingSource;
         if (!m_pendingSource.isEmpty() && QFileInfo(path).isFile())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <QQuickPaintedItem>
 #include <QString>
 
@@ -10,6 +11,7 @@ namespace Vantles {
 
 class VTVideoController;
 class VTVideoSourceFFMPEG;
+class VTView;
 
 /**
  * QML type "VTVideoComponent": plays a clip of the vantle's package.
@@ -98,6 +100,7 @@ private:
 
     VTVideoSourceFFMPEG* m_videoSource;
     VTVideoController* m_controller;
+    QPointer<VTView> m_view; // the view the source was resolved through
     VTVideoFrame m_currentFrame;
     double m_contentHeightSeen = 0;
     double m_progressSeen = 0;

@@ -112,6 +112,9 @@ Q_SIGNALS:
     void actionChanged();
     void positionChanged();
     void loadProgressChanged();
+    /// The clip at @p path cannot be played, for @p reason; emitted on the
+    /// source's thread.
+    void sourceFailed(const QString& path, const QString& reason);
 
 private:
     std::unique_ptr<VTVideoSourcePrivate> const d;

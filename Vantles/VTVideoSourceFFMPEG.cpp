@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QRecursiveMutex>
+#include <QRegularExpression>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -34,7 +35,9 @@ public:
     bool readFrame();
     void close();
     double synchronizeVideo(double pts);
-    bool fail(const char* message);
+    // Reports @p message (with the path for %1) and FFmpeg's @p error, and
+    // closes the media.
+    bool fail(const char* message, int error = 0);
 
     VTVideoSourceFFMPEG* q;
     QString path;
@@ -70,10 +73,20 @@ static double toDouble(AVRational r)
     return r.den ? double(r.num) / double(r.den) : 0.0;
 }
 
-bool VTVideoSourceFFMPEGPrivate::fail(const char* message)
+bool VTVideoSourceFFMPEGPrivate::fail(const char* message, int error)
 {
     qDebug() << QString::fromLatin1(message).arg(path);
     close();
+    static const QRegularExpression place(QStringLiteral("\\s+(at:|in:|in|for)\\s+%1$"));
+    QString what = QString::fromLatin1(message).remove(place);
+    what[0] = what.at(0).toLower();
+    QString reason = QStringLiteral("This clip cannot be played: %1").arg(what);
+    if (error < 0) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(error, text, sizeof text);
+        reason += QStringLiteral(" (%1)").arg(QString::fromLocal8Bit(text));
+    }
+    Q_EMIT q->sourceFailed(path, reason + QLatin1Char('.'));
     return false;
 }
 
@@ -83,10 +96,10 @@ bool VTVideoSourceFFMPEGPrivate::load()
     QMutexLocker locker(&mutex);
 
     formatContext = avformat_alloc_context();
-    if (avformat_open_input(&formatContext, path.toUtf8().constData(), nullptr, nullptr) < 0)
-        return fail("Could not open media at: %1");
-    if (avformat_find_stream_info(formatContext, nullptr) < 0)
-        return fail("Could not find any stream information in media at: %1");
+    if (const int error = avformat_open_input(&formatContext, path.toUtf8().constData(), nullptr, nullptr); error < 0)
+        return fail("Could not open media at: %1", error);
+    if (const int error = avformat_find_stream_info(formatContext, nullptr); error < 0)
+        return fail("Could not find any stream information in media at: %1", error);
 
     videoStreamIndex = -1;
     const AVCodec* found = nullptr;

@@ -41,11 +41,13 @@ using Files = QMap<QString, QByteArray>;
 // Shows what QML makes of the content: the title, the text's length and the
 // width of the image its "source" names.
 const QByteArray qml = R"(import QtQuick 2.15
+import com.zelvane.vantles.qml 1.0
 Rectangle { width: 200; height: 100
     function child(name) { return vantle ? vantle.childElement(name) : null }
     Text { objectName: "title"; text: child("title") ? child("title").content : "" }
     Text { objectName: "text"; textFormat: Text.RichText; text: child("text") ? child("text").content : "" }
     Image { objectName: "image"; source: child("image") ? "file://" + vantleView.findResource(child("image").attribute("source")) : "" }
+    VTVideoComponent { objectName: "video"; width: 20; height: 20; source: child("video") ? child("video").attribute("source") : "" }
 })";
 
 QQuickItem* item(VTInterface& host, const char* name)
@@ -132,6 +134,9 @@ void TestVTHostile::hostileContent_data()
                                        << "200:Control/a.xml:2:1: \".*/evil.qml\" leads outside" << false << -1 << 0;
     QTest::newRow("symlinked interface") << Files { { "ui/evil.qml", QByteArray() }, { control, vantle(" ui=\"ui/evil.qml\"", "") } }
                                          << "200:Control/a.xml:2:1: \".*/evil.qml\" leads outside" << false << -1 << 0;
+    QTest::newRow("clip that cannot be played")
+        << Files { { control, vantle("", "<video source=\"notes.mp4\"/>") }, { "Resources/notes.mp4", "Not a clip." } }
+        << "200:Resources/notes.mp4: This clip cannot be played: could not open media \\(.+\\)\\.$" << true << -1 << 0;
     QTest::newRow("QML reading a file outside")
         << Files { { "ui/VantleUI.qml",
                "import QtQuick 2.15\nImage { width: 9; height: 9; source: \"file://" + outside + "/outside.png\" }\n" } }
@@ -175,6 +180,9 @@ void TestVTHostile::hostileContent()
     VTTest::RecordingHost host(context, { data });
     QCOMPARE(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr), shown);
     QTest::qWait(50); // refusals of the QML engine arrive through the event loop
+    // A clip's failure is reported from its decoder's thread.
+    if (QQuickItem* video = item(host, "video"); video && !video->property("source").toString().isEmpty())
+        QTRY_VERIFY(!host.messages.filter(QStringLiteral("cannot be played")).isEmpty());
 
     QStringList reported;
     for (QString message : log.debugMessages() + host.messages) {
