@@ -126,9 +126,9 @@ unsigned long long VTVideoController::position() const
 void VTVideoController::setPosition(unsigned long long p)
 {
     if (d->source) {
+        // Never past the last decoded frame; before the first, at 0.
         const unsigned long long loaded = d->source->loadedFrameCount();
-        if (p >= loaded)
-            p = loaded - 1;
+        p = loaded ? std::min(p, loaded - 1) : 0;
     }
     {
         QMutexLocker locker(&d->mutex);
@@ -157,8 +157,9 @@ double VTVideoController::loadProgress()
 {
     if (!d->source)
         return 0.0;
-    // Not a number before the first frame, 1 after: both count one cache.
-    return double(d->source->loadedFrameCount()) / double(d->source->totalFrameCount());
+    // Both count one cache: 1 once anything is decoded, 0 before.
+    const unsigned long long total = d->source->totalFrameCount();
+    return total ? double(d->source->loadedFrameCount()) / double(total) : 0.0;
 }
 
 unsigned long long VTVideoController::frameCount()
@@ -258,7 +259,9 @@ void VTVideoController::quit()
 
 void VTVideoController::streamEnded()
 {
-    if (!isScrubbing())
+    // The end of decoding stops playback only where nothing is left to
+    // play: a clip decoded before its autoplay began plays on.
+    if (!isScrubbing() && position() >= frameCount())
         setState(stoppedState);
     Q_EMIT loadProgressChanged();
     setNeedFrame(true);
@@ -279,8 +282,9 @@ void VTVideoController::run()
             continue;
         if (d->state != stoppedState) {
             if (!d->source->isFrameAvailable(d->position)) {
-                // Caught up with the decoder, or at the end: stop, do not wait.
-                if (d->source->totalFrameCount() >= d->position)
+                // Caught up with the decoder, or at the end: stop, do not
+                // wait. Before the first frame, playing waits for it.
+                if (d->source->loadedFrameCount() > 0 && d->source->totalFrameCount() >= d->position)
                     pause();
                 d->mutex.unlock();
                 d->sleep(0.1);
