@@ -30,11 +30,55 @@ public:
     QTimer* timer = nullptr;
     QPointer<VTManager> manager; // outlived by the window the manager deletes later
 
+    // The pointer position of the last show, while the window follows it.
+    QPoint anchor;
+    bool anchored = false;
+
     QVariant setting(VTContextKey key, const QVariant& defaultValue) const
     {
         return manager ? manager->context()->get(key, defaultValue) : defaultValue;
     }
+
+    QRect placement(const QSize& size) const;
 };
+
+// Beside the pointer at the offset; on the other side of it (left, above or
+// both) where that side leaves the screen's available area; and off the
+// reference control's rectangle while the screen leaves room for that.
+// The clamp of findVisibleGeometry() still comes after.
+QRect VTWidgetPrivate::placement(const QSize& size) const
+{
+    const QSize offset = setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
+    QScreen* screen = QGuiApplication::screenAt(anchor);
+    if (!screen)
+        screen = reference ? reference->screen() : QGuiApplication::primaryScreen();
+    const QRect area = screen ? screen->availableGeometry() : QRect(anchor, size);
+
+    QRect candidate(anchor + QPoint(offset.width(), offset.height()), size);
+    if (candidate.right() > area.right())
+        candidate.moveRight(anchor.x() - offset.width());
+    if (candidate.bottom() > area.bottom())
+        candidate.moveBottom(anchor.y() - offset.height());
+
+    if (!reference || !reference->isVisible())
+        return candidate;
+    const QRect control(reference->mapToGlobal(QPoint(0, 0)), reference->size());
+    if (!candidate.intersects(control))
+        return candidate;
+    // Below, above, right of, left of the control, keeping the other
+    // coordinate: the first that fits.
+    const int gap = 2;
+    QRect below = candidate, above = candidate, right = candidate, left = candidate;
+    below.moveTop(control.bottom() + 1 + gap);
+    above.moveBottom(control.top() - 1 - gap);
+    right.moveLeft(control.right() + 1 + gap);
+    left.moveRight(control.left() - 1 - gap);
+    for (const QRect& place : { below, above, right, left }) {
+        if (area.contains(place))
+            return place;
+    }
+    return candidate;
+}
 
 VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
     : QWidget(parent)
@@ -91,9 +135,6 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
 
     d->view->replaceContent(content);
 
-    move(pos);
-    if (isVisible())
-        reposition();
 
     // Set on every show, also when unchanged: that re-evaluates the bindings
     // that call the view (translations, interpolated text, scaled sizes), so
@@ -108,6 +149,14 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
         hide();
         return;
     }
+    // Moved only now, with the new content in place: a visible window never
+    // shows the old content at the new place.
+    const QSize offset = d->setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
+    d->anchor = pos - QPoint(offset.width(), offset.height());
+    d->anchored = !d->view->reserved();
+    move(d->anchored && isVisible() ? d->placement(frameSize()).topLeft() : pos);
+    if (isVisible())
+        reposition();
     qCDebug(lcVantlesWindow).noquote() << QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
                                               .arg(content->attribute(QStringLiteral("key")),
                                                   content->attribute(QStringLiteral("VTLocation")),
@@ -243,9 +292,12 @@ void VTWidget::contentResized()
     QWidget* top = window();
     const QRect geometry = top->geometry();
     const QRect frame = top->frameGeometry();
+    const bool follows = d->anchored && top == this && !d->view->reserved();
+    const QRect wanted
+        = follows ? d->placement(size + (frame.size() - geometry.size())) : QRect(frame.topLeft(), size);
     bool moved = false;
-    const QRect visible = findVisibleGeometry(QRect(frame.topLeft(), size), &moved);
-    if (moved)
+    QRect visible = findVisibleGeometry(wanted, &moved);
+    if (moved || visible.topLeft() != frame.topLeft())
         top->move(visible.left(), visible.top() + (frame.top() - geometry.top()));
 
     // One pixel more than the content in each direction, as the window has

@@ -90,7 +90,8 @@ private Q_SLOTS:
     void safeAreaReachesMarginAroundWindow();
     void visibleGeometryClampsIntoAvailableArea_data();
     void visibleGeometryClampsIntoAvailableArea();
-    void windowNearScreenEdgeIsMovedInside();
+    void windowNeverCoversPointerOrControl_data();
+    void windowNeverCoversPointerOrControl();
 
     void showWithContentDeletesOnlyReplacedContent();
     void managerTeardownFreesShownDocument();
@@ -358,13 +359,43 @@ void TestVTWidget::visibleGeometryClampsIntoAvailableArea()
     QCOMPARE(window->findVisibleGeometry(geometry), expected);
 }
 
-void TestVTWidget::windowNearScreenEdgeIsMovedInside()
+void TestVTWidget::windowNeverCoversPointerOrControl_data()
 {
+    // The pointer at a corner of the available area (as fractions of it),
+    // over a control of 60x40 around it or over none.
+    QTest::addColumn<QPointF>("where");
+    QTest::addColumn<bool>("overControl");
+    QTest::addColumn<QPoint>("side"); // expected direction from the pointer: +1 right/below, -1 left/above
+    QTest::newRow("middle") << QPointF(0.3, 0.3) << false << QPoint(1, 1);
+    QTest::newRow("right edge") << QPointF(0.97, 0.3) << false << QPoint(-1, 1);
+    QTest::newRow("bottom edge") << QPointF(0.3, 0.97) << false << QPoint(1, -1);
+    QTest::newRow("bottom-right corner") << QPointF(0.97, 0.97) << false << QPoint(-1, -1);
+    QTest::newRow("top-left corner") << QPointF(0.01, 0.01) << false << QPoint(1, 1);
+    QTest::newRow("control in the middle") << QPointF(0.3, 0.3) << true << QPoint(1, 1);
+    QTest::newRow("control at the bottom-right") << QPointF(0.95, 0.95) << true << QPoint(-1, -1);
+}
+
+void TestVTWidget::windowNeverCoversPointerOrControl()
+{
+    QFETCH(QPointF, where);
+    QFETCH(bool, overControl);
+    QFETCH(QPoint, side);
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
-    QVERIFY(m_host->manager()->show(QStringLiteral("k"), area.bottomRight() - QPoint(50, 40), nullptr));
+    const QPoint pointer(area.x() + int(where.x() * area.width()), area.y() + int(where.y() * area.height()));
+    // A control much larger than the offset, so that the offset alone cannot clear it.
+    const QRect control = QRect(0, 0, 120, 90).translated(pointer - QPoint(60, 45));
+    m_reference->setGeometry(control);
+    QTRY_COMPARE(m_reference->geometry(), control);
+    QVERIFY(m_host->manager()->show(QStringLiteral("k"), pointer, overControl ? m_reference.get() : nullptr));
     VTWidget* window = m_host->manager()->widget();
     QTRY_COMPARE(window->size(), fixedSize);
-    QTRY_COMPARE(window->frameGeometry().bottomRight(), area.bottomRight());
+    const QRect frame = window->frameGeometry();
+    QVERIFY2(area.contains(frame), qPrintable(QStringLiteral("%1,%2").arg(frame.x()).arg(frame.y())));
+    QVERIFY(!frame.contains(pointer));
+    if (overControl)
+        QVERIFY2(!frame.intersects(control), qPrintable(QStringLiteral("%1,%2").arg(frame.x()).arg(frame.y())));
+    QCOMPARE(frame.center().x() > pointer.x() ? 1 : -1, side.x());
+    QCOMPARE(frame.center().y() > pointer.y() ? 1 : -1, side.y());
 }
 
 void TestVTWidget::showWithContentDeletesOnlyReplacedContent()
