@@ -17,6 +17,7 @@
 #include <QElapsedTimer>
 #include <QHelpEvent>
 #include <QMap>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPointer>
 #include <QQmlListProperty>
@@ -444,6 +445,15 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
     case QEvent::ApplicationDeactivate:
         if (d->window)
             d->window->setVisible(false);
+        break;
+    case QEvent::KeyPress:
+        // Escape closes a vantle as it closes a tooltip; with none up, or a
+        // pinned one, the key stays the host's.
+        if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape && d->window && d->window->isVisible()
+            && d->window->view() && !d->window->view()->reserved()) {
+            d->window->hideAnimated();
+            return true;
+        }
         break;
     default:
         break;

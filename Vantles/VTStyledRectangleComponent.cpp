@@ -64,8 +64,9 @@ int VTStyledRectangleComponent::elementIdentifier() const
 
 QColor VTStyledRectangleComponent::textColor() const
 {
+    // The panel's own palette: readable in a dark palette as in a light one.
     if (m_toolTipStyle)
-        return QColor(Qt::black);
+        return QToolTip::palette().color(QPalette::Active, QPalette::ToolTipText);
     return QApplication::palette().brush(QPalette::Active, QPalette::WindowText).color();
 }
 

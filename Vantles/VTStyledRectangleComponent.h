@@ -13,7 +13,8 @@ namespace Vantles {
  * desktop style. With toolTipStyle it fills its area with the tooltip
  * background; otherwise, as the root item of a vantle, it fills the window
  * colour one pixel beyond its edges, and nested inside another item it
- * paints nothing. textColor is the matching text colour.
+ * paints nothing. textColor is the matching text colour: the tooltip
+ * palette's ToolTipText in tooltip style, the WindowText colour otherwise.
  */
 class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_OBJECT

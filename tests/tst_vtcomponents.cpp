@@ -20,6 +20,7 @@
 #include <QToolTip>
 #include <QWheelEvent>
 
+#include <cmath>
 #include <memory>
 
 using namespace Vantles;
@@ -179,7 +180,21 @@ void TestVTComponents::toolTipStyleNotifiesOnEveryCall()
     item.setToolTipStyle(true);
     QCOMPARE(style.count(), 2);
     QCOMPARE(color.count(), 2);
-    QCOMPARE(item.textColor(), QColor(Qt::black));
+    // Readable on the panel in a light and in a dark palette alike (WCAG 2 contrast).
+    const QPalette light = QToolTip::palette();
+    QPalette dark = light;
+    dark.setColor(QPalette::ToolTipBase, QColor(0x2b, 0x2b, 0x2b));
+    dark.setColor(QPalette::ToolTipText, QColor(0xee, 0xee, 0xee));
+    auto luminance = [](const QColor& c) {
+        auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
+        return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
+    };
+    for (const QPalette& palette : { light, dark }) {
+        QToolTip::setPalette(palette);
+        const double a = luminance(item.textColor()), b = luminance(palette.color(QPalette::ToolTipBase));
+        QVERIFY2((std::max(a, b) + 0.05) / (std::min(a, b) + 0.05) >= 4.5, qPrintable(item.textColor().name()));
+    }
+    QToolTip::setPalette(light);
 
     item.setToolTipStyle(false);
     QCOMPARE(style.count(), 3);

@@ -438,6 +438,23 @@ void TestVTShowFlow::eventFilterShowsOnToolTipAndHidesAwayFromWindow()
     // A hidden window no longer follows the pointer.
     moveTo(host.farFromWindow());
     QVERIFY(!timer->isActive());
+
+    // Escape closes a vantle, then is the host's again; a pinned one stays.
+    auto escape = [&] {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QApplication::sendEvent(&control, &key);
+        return key.isAccepted();
+    };
+    QApplication::sendEvent(&control, &event);
+    QVERIFY(window->isVisible());
+    QVERIFY(escape());
+    QVERIFY(!window->isVisible());
+    QVERIFY(!escape());
+    QApplication::sendEvent(&control, &event);
+    window->view()->setReserved(true);
+    QVERIFY(!escape());
+    QVERIFY(window->isVisible());
+    delete window;
 }
 
 void TestVTShowFlow::clickOutsideOrDeactivationHidesAtOnce_data()
