@@ -6,6 +6,7 @@
 #include <QStyle>
 #include <QToolTip>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Vantles {
@@ -27,6 +28,38 @@ QRect toPixels(const QRectF& r)
 {
     return QRect(
         int(std::round(r.x())), int(std::round(r.y())), int(std::round(r.width())), int(std::round(r.height())));
+}
+
+double luminance(const QColor& color)
+{
+    auto channel = [](double c) { return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+    return 0.2126 * channel(color.redF()) + 0.7152 * channel(color.greenF()) + 0.0722 * channel(color.blueF());
+}
+
+double contrast(const QColor& a, const QColor& b)
+{
+    const double la = luminance(a), lb = luminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// @p from moved toward @p to by @p amount (0 to 1).
+QColor mix(const QColor& from, const QColor& to, double amount)
+{
+    return QColor::fromRgbF(float(from.redF() + (to.redF() - from.redF()) * amount),
+        float(from.greenF() + (to.greenF() - from.greenF()) * amount),
+        float(from.blueF() + (to.blueF() - from.blueF()) * amount));
+}
+
+// @p color, moved toward @p text only as far as it takes to be readable on
+// @p background.
+QColor readable(const QColor& color, const QColor& text, const QColor& background)
+{
+    for (int step = 0; step <= 10; ++step) {
+        const QColor candidate = mix(color, text, step / 10.0);
+        if (contrast(candidate, background) >= 4.5)
+            return candidate;
+    }
+    return text;
 }
 
 } // namespace
@@ -70,6 +103,24 @@ QColor VTStyledRectangleComponent::textColor() const
     return QApplication::palette().brush(QPalette::Active, QPalette::WindowText).color();
 }
 
+QColor VTStyledRectangleComponent::backgroundColor() const
+{
+    if (m_toolTipStyle)
+        return QToolTip::palette().color(QPalette::Active, QPalette::ToolTipBase);
+    return QApplication::palette().color(QPalette::Active, QPalette::Window);
+}
+
+QColor VTStyledRectangleComponent::linkColor() const
+{
+    const QPalette palette = m_toolTipStyle ? QToolTip::palette() : QApplication::palette();
+    return readable(palette.color(QPalette::Active, QPalette::Link), textColor(), backgroundColor());
+}
+
+QColor VTStyledRectangleComponent::secondaryTextColor() const
+{
+    return readable(mix(textColor(), backgroundColor(), 0.35), textColor(), backgroundColor());
+}
+
 bool VTStyledRectangleComponent::toolTipStyle() const
 {
     return m_toolTipStyle;
@@ -87,7 +138,9 @@ void VTStyledRectangleComponent::paint(QPainter* painter)
 {
     const QRectF r = boundingRect();
     if (m_toolTipStyle) {
-        painter->setBrush(QToolTip::palette().brush(QPalette::Current, QPalette::ToolTipBase));
+        // A quiet border that shows on a light panel and on a dark one.
+        painter->setPen(mix(backgroundColor(), textColor(), 0.3));
+        painter->setBrush(backgroundColor());
         painter->drawRect(toPixels(r));
         return;
     }

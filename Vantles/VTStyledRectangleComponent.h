@@ -14,12 +14,18 @@ namespace Vantles {
  * background; otherwise, as the root item of a vantle, it fills the window
  * colour one pixel beyond its edges, and nested inside another item it
  * paints nothing. textColor is the matching text colour: the tooltip
- * palette's ToolTipText in tooltip style, the WindowText colour otherwise.
+ * palette's ToolTipText in tooltip style, the WindowText colour otherwise;
+ * linkColor the palette's link colour and secondaryTextColor a quieter text
+ * colour, both made readable on the panel (WCAG contrast 4.5:1) where the
+ * palette's own would not be. A tooltip-style panel has a one-pixel border
+ * between the two.
  */
 class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_OBJECT
     Q_PROPERTY(QString element READ element WRITE setElement NOTIFY elementChanged)
     Q_PROPERTY(QColor textColor READ textColor NOTIFY textColorChanged)
+    Q_PROPERTY(QColor linkColor READ linkColor NOTIFY textColorChanged)
+    Q_PROPERTY(QColor secondaryTextColor READ secondaryTextColor NOTIFY textColorChanged)
     Q_PROPERTY(bool toolTipStyle READ toolTipStyle WRITE setToolTipStyle NOTIFY toolTipStyleChanged)
 public:
     explicit VTStyledRectangleComponent(QQuickItem* parent = nullptr);
@@ -33,6 +39,10 @@ public:
     int elementIdentifier() const;
 
     QColor textColor() const;
+    QColor linkColor() const;
+    QColor secondaryTextColor() const;
+    /// The colour the panel is filled with.
+    QColor backgroundColor() const;
 
     bool toolTipStyle() const;
     /// Emits toolTipStyleChanged() and textColorChanged() on every call.

@@ -120,6 +120,15 @@ void VTViewPrivate::reportQmlErrors(VTMessageType type, const QList<QQmlError>& 
     }
 }
 
+// The URL of an interface file: a local file, or one of the library's
+// resources (":/...").
+static QUrl sourceFor(const QString& path)
+{
+    if (path.startsWith(QLatin1String(":/")))
+        return QUrl(QLatin1String("qrc") + path);
+    return QUrl::fromLocalFile(path);
+}
+
 // "a", "a or b", "a, b or c"
 static QString alternatives(const QStringList& paths)
 {
@@ -298,36 +307,62 @@ QString VTView::findComponent(
     return categoryPath(attribute, defaultValue, key);
 }
 
+// The interface of the current mode: the content's attribute, the setting
+// that names the file and the file named by default.
+struct InterfaceChoice {
+    QString attribute;
+    VTContextKey key;
+    QString defaultFile;
+    QString builtIn;
+};
+
+static InterfaceChoice interfaceChoice(const VTManager* manager)
+{
+    const bool simple = manager && manager->context()->get(VTContextUseSimpleInterface, QVariant(false)).toBool();
+    if (simple) {
+        return { QStringLiteral("simple"), VTContextSimpleInterfaceFile, QStringLiteral("ui/SimpleTooltip.qml"),
+            VTView::builtInInterfacePath(true) };
+    }
+    return { QStringLiteral("ui"), VTContextFullInterfaceFile, QStringLiteral("ui/VantleUI.qml"),
+        VTView::builtInInterfacePath(false) };
+}
+
+QString VTView::builtInInterfacePath(bool simple)
+{
+    return simple ? QStringLiteral(":/vantles/ui/SimpleTooltip.qml") : QStringLiteral(":/vantles/ui/VantleUI.qml");
+}
+
 QString VTView::uiRootFilePath() const
 {
-    const bool simple = d->manager && d->manager->context()->get(VTContextUseSimpleInterface, QVariant(false)).toBool();
-    if (simple)
-        return findComponent(
-            QStringLiteral("simple"), VTContextSimpleInterfaceFile, QStringLiteral("ui/SimpleTooltip.qml"), QString());
-    return findComponent(
-        QStringLiteral("ui"), VTContextFullInterfaceFile, QStringLiteral("ui/VantleUI.qml"), QString());
+    const InterfaceChoice choice = interfaceChoice(d->manager);
+    const QString path = findComponent(choice.attribute, choice.key, choice.defaultFile, QString());
+    if (!path.isEmpty() && !QFileInfo::exists(path))
+        return choice.builtIn;
+    return path;
 }
 
 bool VTView::loadInterface()
 {
-    const bool simple = d->manager && d->manager->context()->get(VTContextUseSimpleInterface, QVariant(false)).toBool();
-    const QString attribute = simple ? QStringLiteral("simple") : QStringLiteral("ui");
-    const VTContextKey key = simple ? VTContextSimpleInterfaceFile : VTContextFullInterfaceFile;
-    const QString defaultFile = simple ? QStringLiteral("ui/SimpleTooltip.qml") : QStringLiteral("ui/VantleUI.qml");
-    const QStringList candidates = componentCandidates(attribute, key, defaultFile, QString());
+    const InterfaceChoice choice = interfaceChoice(d->manager);
+    const QString category = categoryPath(choice.attribute, choice.defaultFile, choice.key);
+    const QStringList candidates = componentCandidates(choice.attribute, choice.key, choice.defaultFile, QString());
     bool refused = false;
-    const QString found = d->usableCandidate(
-        candidates, d->mustStayInside(attribute, categoryPath(attribute, defaultFile, key)), &refused);
+    QString found = d->usableCandidate(candidates, d->mustStayInside(choice.attribute, category), &refused);
     if (found.isEmpty()) {
-        if (!refused)
-            loadQML(candidates.value(0, categoryPath(attribute, defaultFile, key)));
-        d->reportForContent(VTMessageError,
-            QStringLiteral("Can't find the interface file of this vantle: looked for %1.")
-                .arg(candidates.isEmpty() ? categoryPath(attribute, defaultFile, key) : alternatives(candidates)));
-        return false;
+        if (refused)
+            return false;
+        // A package without an interface of its own gets the library's; one
+        // that names a file it does not have is told so.
+        if (category != choice.defaultFile) {
+            d->reportForContent(VTMessageWarning,
+                QStringLiteral("Can't find the interface file of this vantle: looked for %1. The library's own "
+                               "interface is shown instead.")
+                    .arg(candidates.isEmpty() ? category : alternatives(candidates)));
+        }
+        found = choice.builtIn;
     }
     const QFileInfo file(found);
-    if (QUrl::fromLocalFile(file.absoluteFilePath()) == source()
+    if (sourceFor(file.absoluteFilePath()) == source()
         && (file.lastModified() != d->loadedModified || file.size() != d->loadedSize)) {
         // Edited since it was loaded: the engine would hand out its old copy.
         setSource(QUrl());
@@ -335,7 +370,7 @@ bool VTView::loadInterface()
     }
     d->loadedModified = file.lastModified();
     d->loadedSize = file.size();
-    loadQML(file.absoluteFilePath());
+    loadQML(found);
     if (status() == QQuickWidget::Error) {
         d->reportQmlErrors(VTMessageError, errors());
         return false;
@@ -441,7 +476,7 @@ void VTView::loadQML(const QString& path)
     if (QFile::exists(path)) {
         // The interface file's own folder and the content's folders.
         d->interceptor->setFolders(d->contentFolders() << QFileInfo(path).absolutePath());
-        const QUrl url = QUrl::fromLocalFile(path);
+        const QUrl url = sourceFor(path);
         if (url != source())
             setSource(url);
     } else if (d->manager) {

@@ -88,12 +88,17 @@ public:
     /// The paths findComponent() tries, in order.
     QStringList componentCandidates(
         const QString& attribute, contextKey key, const QString& defaultValue, const QString& relativePath) const;
-    /// The QML root file for the current content.
+    /// The QML root file for the current content: the package's, else the
+    /// library's built-in one.
     QString uiRootFilePath() const;
     /// Loads the QML root file for the current content unless it is loaded
-    /// already; false, with the problem reported, when the file is missing
-    /// or does not compile.
+    /// already. A package without an interface file gets the library's
+    /// built-in one; a content or setting that names a file that is missing
+    /// gets it too, with a warning. False, with the problem reported, when
+    /// the only file found lies outside the package or does not compile.
     bool loadInterface();
+    /// The resource path (":/...") of the library's full or simple interface.
+    static QString builtInInterfacePath(bool simple);
     /// The resource category of the content ("Resources" by default).
     QString resourceDirectoryPath() const;
 

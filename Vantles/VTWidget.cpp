@@ -160,7 +160,9 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     qCDebug(lcVantlesWindow).noquote() << QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
                                               .arg(content->attribute(QStringLiteral("key")),
                                                   content->attribute(QStringLiteral("VTLocation")),
-                                                  d->view->source().toLocalFile());
+                                                  d->view->source().isLocalFile()
+                                                      ? d->view->source().toLocalFile()
+                                                      : d->view->source().toString());
     showAnimated();
 }
 

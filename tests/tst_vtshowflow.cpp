@@ -691,10 +691,14 @@ void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine_data()
     QTest::newRow("invalid locale setting")
         << Files() << QVariantMap { { QString::number(VTContextCurrentLocale), "en-us" } } << "k" << true
         << "200:The setting VTContextCurrentLocale holds \"en-us\", which is not a valid locale name";
-    QTest::newRow("interface file missing")
-        << Files { { "P.vantles/ui/VantleUI.qml", QByteArray() } } << QVariantMap() << "k" << false
-        << "100:P.vantles/Control/a.xml:2:1: Can't find the interface file of this vantle: looked for "
-           "P.vantles/ui/VantleUI.qml or Q.vantles/ui/VantleUI.qml\\.";
+    // Without an interface of its own the package gets the library's; a file
+    // the settings name and no package has is reported.
+    QTest::newRow("no interface of its own")
+        << Files { { "P.vantles/ui/VantleUI.qml", QByteArray() } } << QVariantMap() << "k" << true << "";
+    QTest::newRow("named interface file missing")
+        << Files() << QVariantMap { { QString::number(VTContextFullInterfaceFile), "ui/Gone.qml" } } << "k" << true
+        << "200:P.vantles/Control/a.xml:2:1: Can't find the interface file of this vantle: looked for "
+           "P.vantles/ui/Gone.qml or Q.vantles/ui/Gone.qml\\. The library's own interface is shown instead\\.";
     QTest::newRow("interface does not compile")
         << Files { { "P.vantles/ui/VantleUI.qml", qmlHead + "    Text { text: ) }\n}\n" } } << QVariantMap() << "k"
         << false << "100:P.vantles/ui/VantleUI.qml:4:";

@@ -185,7 +185,8 @@ void TestVTView::pathsFollowAttributesSettingsAndPackages_data()
     row("ui attribute ignored in simple mode", "root", "ui=ui/Other.qml", "simple", "@Main/ui/SimpleTooltip.qml");
     row("full file setting", "root", "", "full=ui/Other.qml", "@Extra/ui/Other.qml");
     row("simple file setting", "root", "", "simple simpleFile=ui/Other.qml", "@Extra/ui/Other.qml");
-    row("missing simple file", "root", "simple=ui/Gone.qml", "simple", "ui/Gone.qml");
+    row("missing simple file gives the built-in one", "root", "simple=ui/Gone.qml", "simple",
+        ":/vantles/ui/SimpleTooltip.qml");
 }
 
 void TestVTView::pathsFollowAttributesSettingsAndPackages()

@@ -1,4 +1,5 @@
-// The full interface of the sample package's vantles.
+// The library's full interface, for the packages that bring none of their
+// own. Uses only the colours of the palette, through the panel.
 //
 // Reads from the content element "vantle": the child elements <title>,
 // <text> (rich text; %(name)s placeholders are filled from the host's global
@@ -52,7 +53,7 @@ VTStyledRectangle {
                 width: visible ? implicitWidth : 0
                 text: root.shortcut
                 font.pixelSize: vantleView.getScaledSize(12)
-                color: "#555555"
+                color: root.secondaryTextColor
             }
             Text {
                 id: pin
@@ -60,7 +61,7 @@ VTStyledRectangle {
                 text: vantleView.reserved ? "" : vantleView.translate("Pin", "VantleUI")
                 font.pixelSize: vantleView.getScaledSize(11)
                 font.underline: true
-                color: "#1a5fb4"
+                color: root.linkColor
                 MouseArea {
                     anchors.fill: parent
                     cursorShape: Qt.PointingHandCursor
@@ -157,7 +158,7 @@ VTStyledRectangle {
                                                                         : vantleView.translate("Play", "VantleUI")
                     font.pixelSize: vantleView.getScaledSize(11)
                     font.underline: true
-                    color: "#1a5fb4"
+                    color: root.linkColor
                     MouseArea {
                         anchors.fill: parent
                         cursorShape: Qt.PointingHandCursor
@@ -172,12 +173,12 @@ VTStyledRectangle {
                     height: 6
                     anchors.verticalCenter: playButton.verticalCenter
                     radius: 3
-                    color: "#c0c0c0"
+                    color: Qt.rgba(root.secondaryTextColor.r, root.secondaryTextColor.g, root.secondaryTextColor.b, 0.35)
                     Rectangle {
                         width: parent.width * Math.max(0, Math.min(1, video.progress))
                         height: parent.height
                         radius: 3
-                        color: "#1a5fb4"
+                        color: root.linkColor
                     }
                     MouseArea {
                         anchors.fill: parent
@@ -194,7 +195,7 @@ VTStyledRectangle {
             visible: root.links.length > 0
             text: vantleView.translate("Learn more", "VantleUI")
             font.pixelSize: vantleView.getScaledSize(11)
-            color: "#555555"
+            color: root.secondaryTextColor
         }
 
         Repeater {
@@ -207,7 +208,7 @@ VTStyledRectangle {
                 text: "\u2192 " + modelData.content
                 font.pixelSize: vantleView.getScaledSize(12)
                 font.underline: canOpen
-                color: canOpen ? "#1a5fb4" : root.textColor
+                color: canOpen ? root.linkColor : root.textColor
                 MouseArea {
                     anchors.fill: parent
                     enabled: parent.canOpen
