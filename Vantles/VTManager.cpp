@@ -275,6 +275,11 @@ void VTManager::loadPackage(const QFileInfo& package)
     const QFileInfo folder(dir.absoluteFilePath(controlFolder));
     handleMessage(
         VTMessageInformation, QStringLiteral("looking for control files in :%1").arg(folder.absoluteFilePath()));
+    if (!folder.isDir()) {
+        d->warn(package.absoluteFilePath(),
+            QStringLiteral("This package has no %1 folder, so it serves no vantle.").arg(controlFolder));
+        return;
+    }
 
     // Readable regular files named "*.xml" (in any case, as QDir matches
     // names) directly inside the control folder; no links, no subfolders.

@@ -17,7 +17,9 @@
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QSet>
+#include <QRegularExpression>
 #include <QThread>
+#include <QTranslator>
 #include <QUrl>
 #include <QXmlStreamReader>
 
@@ -70,6 +72,8 @@ public:
     QSet<QString> missingInterfaces;
     QSet<QString> checkedClips;
     QSet<QString> checkedTranslations;
+    // The full and simple interface of the vantle being checked.
+    QStringList interfacesInUse;
 
     VTManager* manager() const { return interface->manager(); }
     void report(VTMessageType type, const QString& file, qint64 line, qint64 column, const QString& text)
@@ -85,6 +89,7 @@ public:
     void checkInterface(VTView& view, const VTKeyDefinition& definition, bool simple);
     void checkClip(const QString& path, const VTKeyDefinition& definition);
     void checkTranslation(VTView& view, const VTKeyDefinition& definition);
+    void checkTranslatedTexts(const QString& translationFile, const QString& locale);
     void checkMixedContent(const QString& file);
     void checkKeyData(const QSet<QString>& keys);
 };
@@ -100,6 +105,7 @@ void VTContentCheckerPrivate::checkVantle(VTView& view, const VTKeyDefinition& d
     view.setContent(vantle);
     view.setPackageRoot(QFileInfo(definition.file).absoluteDir());
 
+    interfacesInUse.clear();
     checkInterface(view, definition, false);
     checkInterface(view, definition, true);
 
@@ -140,6 +146,7 @@ void VTContentCheckerPrivate::checkInterface(VTView& view, const VTKeyDefinition
     if (path.isEmpty())
         return;
     if (!QFileInfo(path).isFile()) {
+        interfacesInUse.append(VTView::builtInInterfacePath(simple));
         // Without a file of its own the package gets the library's interface,
         // which is fine unless the content or the settings named a file.
         if (view.categoryPath(attribute, defaultFile, key) == defaultFile)
@@ -156,6 +163,7 @@ void VTContentCheckerPrivate::checkInterface(VTView& view, const VTKeyDefinition
         }
         return;
     }
+    interfacesInUse.append(path);
     if (checkedInterfaces.contains(path))
         return;
     checkedInterfaces.insert(path);
@@ -190,10 +198,13 @@ void VTContentCheckerPrivate::checkClip(const QString& path, const VTKeyDefiniti
     source.quit();
     if (decoded)
         return;
+    // The source's reason is a whole sentence about "this clip".
+    const QLatin1String sentence("This clip cannot be played: ");
     report(VTMessageError, definition.file, definition.line, definition.column,
         reason.isEmpty() ? QStringLiteral("The clip %1 gives no frame within %2 seconds.")
                                .arg(path, QString::number(clipTimeoutMs / 1000))
-                         : QStringLiteral("The clip %1 cannot be played: %2").arg(path, reason));
+                         : QStringLiteral("The clip %1 cannot be played: %2")
+                               .arg(path, reason.startsWith(sentence) ? reason.mid(sentence.size()) : reason));
 }
 
 void VTContentCheckerPrivate::checkTranslation(VTView& view, const VTKeyDefinition& definition)
@@ -208,8 +219,10 @@ void VTContentCheckerPrivate::checkTranslation(VTView& view, const VTKeyDefiniti
         = view.componentCandidates(QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"),
             fileName);
     for (const QString& candidate : candidates) {
-        if (QFileInfo(candidate).isFile())
+        if (QFileInfo(candidate).isFile()) {
+            checkTranslatedTexts(candidate, definition.locale);
             return;
+        }
     }
     QString text = QStringLiteral("The locale %1 has no translation file (looked for %2), so the interface's own "
                                   "texts stay as written in it.")
@@ -224,6 +237,38 @@ void VTContentCheckerPrivate::checkTranslation(VTView& view, const VTKeyDefiniti
     report(VTMessageWarning, definition.file, 0, 0, text);
 }
 
+// The library hands the interface the translator's answer as it is, which
+// is an empty text for a text the file lacks: each text an interface asks
+// for by a literal translate("text", "context") must be in the file.
+void VTContentCheckerPrivate::checkTranslatedTexts(const QString& translationFile, const QString& locale)
+{
+    QTranslator translator;
+    if (!translator.load(translationFile)) {
+        report(VTMessageWarning, translationFile, 0, 0, QStringLiteral("This translation file cannot be loaded."));
+        return;
+    }
+    static const QRegularExpression call(
+        QStringLiteral("translate\\(\\s*\"((?:[^\"\\\\]|\\\\.)*)\"\\s*,\\s*\"((?:[^\"\\\\]|\\\\.)*)\"\\s*\\)"));
+    for (const QString& interfaceFile : qAsConst(interfacesInUse)) {
+        QFile file(interfaceFile);
+        if (!file.open(QIODevice::ReadOnly))
+            continue;
+        const QString source = QString::fromUtf8(file.readAll());
+        for (auto it = call.globalMatch(source); it.hasNext();) {
+            const QRegularExpressionMatch match = it.next();
+            const QString text = match.captured(1);
+            const QString context = match.captured(2);
+            if (!translator.translate(context.toUtf8().constData(), text.toUtf8().constData()).isEmpty())
+                continue;
+            const qint64 line = source.left(match.capturedStart()).count(QLatin1Char('\n')) + 1;
+            report(VTMessageWarning, interfaceFile.startsWith(QLatin1String(":/")) ? QString() : interfaceFile,
+                line, 0,
+                QStringLiteral("%1 has no translation of \"%2\" (context %3), so this text shows empty in %4.")
+                    .arg(translationFile, text, context, locale));
+        }
+    }
+}
+
 // An element with both words and child elements, inside a vantle: most often
 // markup meant as text that was neither escaped nor put in CDATA.
 void VTContentCheckerPrivate::checkMixedContent(const QString& file)
@@ -231,26 +276,41 @@ void VTContentCheckerPrivate::checkMixedContent(const QString& file)
     QFile input(file);
     if (input.size() > VTIndex::MaximumControlFileSize || !input.open(QIODevice::ReadOnly))
         return;
+    // Read from text, so that the reader's offsets index it: a start tag
+    // begins at the last "<" before the offset the reader ends it at.
+    const QString text = QString::fromUtf8(input.readAll());
+    qsizetype counted = 0;
+    qint64 line = 1;
+    qsizetype lineStart = 0;
+    auto placeOf = [&](qsizetype offset) {
+        for (; counted < offset; ++counted) {
+            if (text.at(counted) == QLatin1Char('\n')) {
+                ++line;
+                lineStart = counted + 1;
+            }
+        }
+        return std::pair<qint64, qint64>(line, offset - lineStart + 1);
+    };
     struct Open {
         QString name;
-        qint64 line;
-        qint64 column;
+        std::pair<qint64, qint64> place;
         bool hasText;
         QString child;
         qint64 childLine;
     };
     std::vector<Open> open;
-    QXmlStreamReader reader(&input);
+    QXmlStreamReader reader(text);
     while (!reader.atEnd() && !reader.hasError()) {
         switch (reader.readNext()) {
-        case QXmlStreamReader::StartElement:
+        case QXmlStreamReader::StartElement: {
+            const auto place = placeOf(text.lastIndexOf(QLatin1Char('<'), reader.characterOffset() - 1));
             if (!open.empty() && open.back().child.isEmpty()) {
                 open.back().child = reader.qualifiedName().toString();
-                open.back().childLine = reader.lineNumber();
+                open.back().childLine = place.first;
             }
-            open.push_back({ reader.qualifiedName().toString(), reader.lineNumber(), reader.columnNumber(), false,
-                QString(), 0 });
+            open.push_back({ reader.qualifiedName().toString(), place, false, QString(), 0 });
             break;
+        }
         case QXmlStreamReader::Characters:
             if (!open.empty() && !reader.isWhitespace())
                 open.back().hasText = true;
@@ -260,7 +320,7 @@ void VTContentCheckerPrivate::checkMixedContent(const QString& file)
             open.pop_back();
             // Depth 3 and below: inside a vantle.
             if (open.size() >= 2 && element.hasText && !element.child.isEmpty()) {
-                report(VTMessageWarning, file, element.line, element.column,
+                report(VTMessageWarning, file, element.place.first, element.place.second,
                     QStringLiteral("<%1> holds both text and elements (<%2> at line %3): the interface shows none of "
                                    "the words inside them. Escape the markup (&lt;%2&gt;) or put the text in a "
                                    "CDATA section.")

@@ -1,0 +1,275 @@
+// The vantles command line, run as an author runs it.
+#include "VTTestHelpers.h"
+
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+
+using Files = QMap<QString, QByteArray>;
+
+class TestVantlesTool : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sampleChecksCleanAndListsItsKeys();
+    void checkReportsEachMistake_data();
+    void checkReportsEachMistake();
+    void usageAndJson();
+    void showPicturesTheVantle();
+
+private:
+    struct Run {
+        int status = -1;
+        QString out;
+        QString err;
+    };
+    static Run run(const QStringList& arguments, const QString& workingDirectory = QString());
+    // Writes @p files below @p dir, a ".qm" entry compiled from the .ts text it holds.
+    static bool write(const QTemporaryDir& dir, const Files& files);
+};
+
+TestVantlesTool::Run TestVantlesTool::run(const QStringList& arguments, const QString& workingDirectory)
+{
+    QProcess process;
+    process.setWorkingDirectory(workingDirectory);
+    // No display at all: the program must choose its platform itself.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* name : { "QT_QPA_PLATFORM", "QT_QUICK_BACKEND", "DISPLAY", "WAYLAND_DISPLAY" })
+        environment.remove(QLatin1String(name));
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(VANTLES_TOOL), arguments);
+    if (!process.waitForFinished(60000))
+        process.kill();
+    return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+        QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError()) };
+}
+
+bool TestVantlesTool::write(const QTemporaryDir& dir, const Files& files)
+{
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (it.value().isNull())
+            continue;
+        if (!it.key().endsWith(QLatin1String(".qm"))) {
+            if (VTTest::writeFile(dir, it.key(), it.value()).isEmpty())
+                return false;
+            continue;
+        }
+        const QString source = VTTest::writeFile(dir, it.key() + QLatin1String(".ts"), it.value());
+        if (QProcess::execute(QStringLiteral(VANTLES_LRELEASE),
+                { QStringLiteral("-silent"), source, QStringLiteral("-qm"), dir.filePath(it.key()) })
+            != 0)
+            return false;
+        QFile::remove(source);
+    }
+    return true;
+}
+
+void TestVantlesTool::sampleChecksCleanAndListsItsKeys()
+{
+    const QString data = QStringLiteral(VANTLES_SAMPLE_DATA_DIR);
+    const Run check = run({ QStringLiteral("check"), data, QStringLiteral("--key-data"),
+        data + QStringLiteral("/VantleKeys.xml") });
+    QCOMPARE(check.out, QStringLiteral("0 errors, 0 warnings in 2 packages, 4 control files and 8 keys.\n"));
+    QCOMPARE(check.status, 0);
+
+    // Search order: the file indexed last comes first; each key with its place.
+    const Run keys = run({ QStringLiteral("keys"), data, QStringLiteral("--locale"), QStringLiteral("fr_FR") });
+    QCOMPARE(keys.status, 0);
+    const QStringList lines = keys.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 8);
+    QVERIFY2(lines.contains(QStringLiteral("actionOpen\t%1/Sample.vantles/Control/Sample_fr.xml\t4\tfr_FR").arg(data)),
+        qPrintable(keys.out));
+    QVERIFY(lines.contains(QStringLiteral("unknownControl\t%1/Common.vantles/Control/Common.xml\t4\t*").arg(data)));
+    QVERIFY(!keys.out.contains(QLatin1String("en_US")));
+
+    // What a French host receives: the French text, escaped, with the key data.
+    const Run dump = run({ QStringLiteral("dump"), data, QStringLiteral("actionOpen"), QStringLiteral("--locale"),
+        QStringLiteral("fr_FR"), QStringLiteral("--key-data"), data + QStringLiteral("/VantleKeys.xml") });
+    QCOMPARE(dump.status, 0);
+    QVERIFY2(dump.out.startsWith(QLatin1String("<vantle ")) && dump.out.contains(QLatin1String("helpTopic=\"opening-documents\""))
+            && dump.out.contains(QLatin1String("<title>Ouvrir un document</title>"))
+            && dump.out.contains(QLatin1String("menu &lt;b&gt;Fichier&lt;/b&gt;.</text>")),
+        qPrintable(dump.out));
+    const Run missing = run({ QStringLiteral("dump"), data, QStringLiteral("noSuchKey") });
+    QCOMPARE(missing.status, 1);
+    QVERIFY(missing.err.contains(QLatin1String("no vantle for the key \"noSuchKey\"")));
+}
+
+void TestVantlesTool::checkReportsEachMistake_data()
+{
+    // A good package P (searching Q) is broken as the row says: files
+    // replaced (a null text deletes), options added. The row's line must be
+    // in the output, paths relative to the folder the program runs in.
+    QTest::addColumn<Files>("files");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("expected"); // pattern of one output line
+    QTest::addColumn<int>("status");
+
+    const QByteArray head = "<vantles search=\"Q\">\n";
+    const QByteArray qml = "import QtQuick 2.15\nItem {\n    Text { text: vantleView.translate(\"Pin\", \"UI\") }\n}\n";
+    auto ts = [](const QByteArray& messages) {
+        return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<!DOCTYPE TS>\n<TS version=\"2.1\" language=\"fr_FR\">\n"
+               "<context>\n<name>UI</name>\n"
+            + messages + "</context>\n</TS>\n";
+    };
+    const QByteArray pin = "<message><source>Pin</source><translation>Epingler</translation></message>\n";
+    auto row = [](const char* name, const Files& files, const QStringList& options, const char* expected,
+                   int status) { QTest::newRow(name) << files << options << QString::fromUtf8(expected) << status; };
+
+    row("no mistake", {}, {}, "0 errors, 0 warnings in 2 packages, 2 control files and 2 keys\\.", 0);
+    row("not well-formed", { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\"><title>T</vantle>\n" } }, {},
+        "data/P.vantles/Control/a.xml:2:\\d+: error: Opening and ending tag mismatch\\..*", 1);
+    row("root is not vantles", { { "data/P.vantles/Control/b.xml", "<vantels>\n</vantels>\n" } }, {},
+        "data/P.vantles/Control/b.xml:1: warning: The first element is <vantels>, not <vantles>.*", 0);
+    row("key in two files", { { "data/P.vantles/Control/b.xml", "<vantles>\n\n<vantle key=\"k\"/>\n</vantles>\n" } },
+        {}, "data/P.vantles/Control/(a|b).xml:\\d:1: warning: The key \"k\" is also defined for .* at "
+            ".*/data/P.vantles/Control/(a|b).xml:\\d:1, which is searched first\\.",
+        0);
+    row("search names no package", { { "data/P.vantles/Control/a.xml", "<vantles search=\"Qx\">\n</vantles>\n" } },
+        {}, "data/P.vantles/Control/a.xml:1:1: warning: The search list names \"Qx\", which is no package.*", 0);
+    row("package without control folder", { { "data/R.vantles/ui/VantleUI.qml", qml } }, {},
+        "data/R.vantles: warning: This package has no Control folder, so it serves no vantle\\.", 0);
+    row("interface does not compile", { { "data/P.vantles/ui/VantleUI.qml", "import QtQuick 2.15\nItem {\n  x: )\n}\n" } },
+        {}, "data/P.vantles/ui/VantleUI.qml:3:\\d+: error: .*", 1);
+    row("named interface missing",
+        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\" ui=\"ui/Gone.qml\"/>\n</vantles>\n" } }, {},
+        "data/P.vantles/Control/a.xml:2:1: warning: Can't find the interface file of this vantle: looked for "
+        ".*/P.vantles/ui/Gone.qml or .*/Q.vantles/ui/Gone.qml\\. The library's own interface is shown instead\\.",
+        0);
+    row("resource missing",
+        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\">\n<image source=\"pic.png\"/></vantle>\n</vantles>\n" } },
+        {}, "data/P.vantles/Control/a.xml:2:1: warning: Can't find the resource \"pic.png\".*", 0);
+    row("clip cannot be played",
+        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\">\n<video source=\"c.mp4\"/></vantle>\n</vantles>\n" },
+            { "data/P.vantles/Resources/c.mp4", "not a clip" } },
+        {}, "data/P.vantles/Control/a.xml:2:1: error: The clip .*/c.mp4 cannot be played: could not open media.*", 1);
+    row("locale without translation",
+        { { "data/P.vantles/Control/a.xml", "<vantles locale=\"fr_FR\">\n<vantle key=\"k\"/>\n</vantles>\n" },
+            { "data/P.vantles/l10n/Vantles_fr_FR.ts", ts(pin) } },
+        {}, "data/P.vantles/Control/a.xml: warning: The locale fr_FR has no translation file .* "
+            ".*/Vantles_fr_FR.ts is there: compile it with lrelease\\.",
+        0);
+    row("translation lacks a text",
+        { { "data/P.vantles/Control/a.xml", "<vantles locale=\"fr_FR\">\n<vantle key=\"k\"/>\n</vantles>\n" },
+            { "data/P.vantles/l10n/Vantles_fr_FR.qm", ts("<message><source>Other</source><translation>Autre</translation></message>\n") } },
+        {}, "data/P.vantles/ui/VantleUI.qml:3: warning: .*Vantles_fr_FR.qm has no translation of \"Pin\" \\(context UI\\).*",
+        0);
+    row("markup in text",
+        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\">\n  <text>Use the <b>File</b> menu.</text>\n</vantle>\n</vantles>\n" } },
+        {}, "data/P.vantles/Control/a.xml:3:3: warning: <text> holds both text and elements \\(<b> at line 3\\).*", 0);
+    row("key data names an unknown key",
+        { { "keys.xml", "<vantlekeys>\n  <key name=\"k\"/>\n  <key name=\"gone\"/>\n</vantlekeys>\n" } },
+        { "--key-data", "keys.xml" }, "keys.xml:3:\\d+: warning: The key \"gone\" is defined by no control file\\.", 0);
+    row("warnings fail with --werror", { { "data/P.vantles/Control/b.xml", "<vantels/>\n" } }, { "--werror" },
+        "0 errors, 1 warning in .*", 1);
+}
+
+void TestVantlesTool::checkReportsEachMistake()
+{
+    QFETCH(Files, files);
+    QFETCH(QStringList, options);
+    QFETCH(QString, expected);
+    QFETCH(int, status);
+
+    QTemporaryDir dir;
+    Files package { { "data/P.vantles/Control/a.xml", "<vantles search=\"Q\">\n<vantle key=\"k\"/>\n</vantles>\n" },
+        { "data/P.vantles/ui/VantleUI.qml",
+            "import QtQuick 2.15\nItem {\n    Text { text: vantleView.translate(\"Pin\", \"UI\") }\n}\n" },
+        { "data/Q.vantles/Control/q.xml", "<vantles>\n<vantle key=\"q\"/>\n</vantles>\n" } };
+    package.insert(files);
+    QVERIFY(write(dir, package));
+
+    const Run check = run(QStringList { QStringLiteral("check"), QStringLiteral("data") } + options, dir.path());
+    const QStringList lines = check.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QRegularExpression pattern(QRegularExpression::anchoredPattern(expected));
+    QVERIFY2(lines.filter(pattern).size() == 1, qPrintable(check.out + check.err));
+    QCOMPARE(check.status, status);
+}
+
+void TestVantlesTool::usageAndJson()
+{
+    // Usage errors and help go to the standard error.
+    const QList<QPair<QStringList, int>> usages { { {}, 2 }, { { QStringLiteral("draw") }, 2 },
+        { { QStringLiteral("check") }, 2 }, { { QStringLiteral("keys"), QStringLiteral("--colour") }, 2 },
+        { { QStringLiteral("show"), QStringLiteral("data"), QStringLiteral("k") }, 2 },
+        { { QStringLiteral("check"), QStringLiteral("data"), QStringLiteral("--locale"), QStringLiteral("english") }, 2 },
+        { { QStringLiteral("--help") }, 0 }, { { QStringLiteral("show"), QStringLiteral("--help") }, 0 } };
+    for (const auto& [arguments, status] : usages) {
+        const Run usage = run(arguments);
+        QVERIFY2(usage.status == status && usage.out.isEmpty() && !usage.err.isEmpty(),
+            qPrintable(arguments.join(QLatin1Char(' ')) + QLatin1String(": ") + usage.err));
+    }
+
+    QTemporaryDir dir;
+    QVERIFY(write(dir, { { "data/P.vantles/Control/a.xml", "<vantles>\n<vantle/>\n</vantles>\n" } }));
+    const Run json = run({ QStringLiteral("check"), dir.filePath(QStringLiteral("data")), QStringLiteral("--json") });
+    QCOMPARE(json.status, 0);
+    const QJsonArray findings = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    QCOMPARE(findings.size(), 1);
+    const QJsonObject finding = findings.first().toObject();
+    QCOMPARE(finding.value(QLatin1String("file")).toString(),
+        QFileInfo(dir.filePath(QStringLiteral("data/P.vantles/Control/a.xml"))).canonicalFilePath());
+    QCOMPARE(finding.value(QLatin1String("line")).toInt(), 2);
+    QCOMPARE(finding.value(QLatin1String("column")).toInt(), 1);
+    QCOMPARE(finding.value(QLatin1String("severity")).toString(), QStringLiteral("warning"));
+    QCOMPARE(finding.value(QLatin1String("message")).toString(), QStringLiteral("This <vantle> has no \"key\" attribute."));
+}
+
+void TestVantlesTool::showPicturesTheVantle()
+{
+    QTemporaryDir dir;
+    QVERIFY(write(dir,
+        { { "data/P.vantles/Control/a.xml", "<vantles>\n<vantle key=\"k\"><title>Hello</title></vantle>\n</vantles>\n" },
+            { "data/P.vantles/ui/VantleUI.qml",
+                "import QtQuick 2.15\nRectangle {\n    width: vantleView.getScaledSize(120); "
+                "height: vantleView.getScaledSize(40); color: \"white\"\n"
+                "    Text { text: vantle.childElement(\"title\").content; font.pixelSize: 20 }\n}\n" } }));
+    const QString data = dir.filePath(QStringLiteral("data"));
+    for (const double scale : { 1.0, 2.0 }) {
+        const QString png = dir.filePath(QStringLiteral("k-%1.png").arg(scale));
+        const Run show = run({ QStringLiteral("show"), data, QStringLiteral("k"), QStringLiteral("--scale"),
+            QString::number(scale), QStringLiteral("-o"), png });
+        QVERIFY2(show.status == 0, qPrintable(show.err));
+        const QImage image(png);
+        // The window is one pixel larger than its content, as it shows it.
+        QCOMPARE(image.size(), QSize(120, 40) * scale + QSize(1, 1));
+        QCOMPARE(QColor(image.pixel(image.width() - 2, image.height() - 2)), QColor(Qt::white));
+        // The title's pixels are there.
+        bool dark = false;
+        for (int y = 0; y < image.height() && !dark; ++y) {
+            for (int x = 0; x < image.width() / 2 && !dark; ++x)
+                dark = qGray(image.pixel(x, y)) < 100;
+        }
+        QVERIFY(dark);
+    }
+
+    // The sample in the library's interface, light and dark: a dark palette
+    // gives a dark panel.
+    auto meanGray = [](const QImage& image) {
+        qint64 sum = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x)
+                sum += qGray(image.pixel(x, y));
+        }
+        return sum / (qint64(image.width()) * image.height());
+    };
+    const QString sample = QStringLiteral(VANTLES_SAMPLE_DATA_DIR);
+    QList<qint64> means;
+    for (const char* palette : { "", "--dark" }) {
+        const QString png = dir.filePath(QStringLiteral("sample%1.png").arg(QLatin1String(palette)));
+        QStringList arguments { QStringLiteral("show"), sample, QStringLiteral("documentTitle"), QStringLiteral("-o"), png };
+        if (*palette)
+            arguments.append(QLatin1String(palette));
+        const Run show = run(arguments);
+        QVERIFY2(show.status == 0 && show.err.isEmpty(), qPrintable(show.err));
+        means.append(meanGray(QImage(png)));
+    }
+    QVERIFY2(means.at(0) > 150 && means.at(1) < 100, qPrintable(QStringLiteral("%1 %2").arg(means.at(0)).arg(means.at(1))));
+}
+
+QTEST_GUILESS_MAIN(TestVantlesTool)
+#include "tst_vantlestool.moc"
