@@ -64,3 +64,23 @@ if(err MATCHES "vantles:")
     message(FATAL_ERROR "The README host reported problems with the sample data:\n${err}")
 endif()
 message(STATUS "The README host works:\n${err}")
+
+# The installed command line, with no display, on the sample data.
+unset(ENV{QT_QPA_PLATFORM})
+unset(ENV{QT_QUICK_BACKEND})
+unset(ENV{DISPLAY})
+unset(ENV{WAYLAND_DISPLAY})
+unset(ENV{LD_LIBRARY_PATH})
+set(tool "${prefix}/bin/vantles")
+foreach(command "check;${DATA_DIR}" "keys;${DATA_DIR}" "dump;${DATA_DIR};actionOpen"
+        "show;${DATA_DIR};zoomSlider;-o;${WORK_DIR}/zoom.png")
+    execute_process(COMMAND "${tool}" ${command} TIMEOUT 60 RESULT_VARIABLE result OUTPUT_VARIABLE out
+        ERROR_VARIABLE err)
+    if(NOT result EQUAL 0 OR NOT out)
+        message(FATAL_ERROR "The installed vantles failed on \"${command}\" (${result}):\n${out}\n${err}")
+    endif()
+endforeach()
+if(NOT EXISTS "${WORK_DIR}/zoom.png")
+    message(FATAL_ERROR "vantles show wrote no picture")
+endif()
+message(STATUS "The installed vantles works")
