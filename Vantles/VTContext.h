@@ -49,6 +49,17 @@ enum VTContextKey : int {
     /// bool, false: lets interfaces and rich text load images over http and
     /// https; with false, content reaches no network at all
     VTContextAllowNetworkImages = 41,
+    /// bool, false: a control that gets the keyboard focus (by Tab, Backtab
+    /// or a shortcut) shows its vantle below it after the style's tooltip
+    /// delay; needs VTContextInstallEventFilter
+    VTContextShowOnFocus = 42,
+    /// QKeySequence or string, "Ctrl+F1": shows or hides the vantle of the
+    /// focused control; an empty sequence turns the key off; needs
+    /// VTContextInstallEventFilter
+    VTContextToggleKeySequence = 43,
+    /// int, 4: corner radius of the library's interfaces in pixels, before
+    /// scaling, where the platform composites translucent windows
+    VTContextCornerRadius = 44,
 };
 
 /**

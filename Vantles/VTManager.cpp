@@ -23,6 +23,8 @@
 #include <QQmlListProperty>
 #include <QRegularExpression>
 #include <QSet>
+#include <QStyle>
+#include <QTimer>
 #include <QTranslator>
 #include <QUrl>
 #include <QVariant>
@@ -62,10 +64,84 @@ public:
     // Drops the entries of reserved windows the user has closed.
     void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
 
+    // The control that got the keyboard focus, whose vantle shows once the
+    // focus timer fires.
+    QPointer<QWidget> focusControl;
+    QTimer* focusTimer = nullptr;
+
     void warn(const QString& path, const QString& text) { q->report({ VTMessageWarning, path, 0, 0, text }); }
+    // Shows the vantle of @p control below it, as for a keyboard user.
+    bool showBelow(QWidget* control);
+    bool handleKeyPress(QKeyEvent* event);
+    void handleFocus(QObject* watched, QFocusEvent* event);
     void checkLocaleSettings();
     void reportMissing(const QString& key);
 };
+
+bool VTManagerPrivate::showBelow(QWidget* control)
+{
+    const QString key = q->keyForObject(control);
+    if (!control || key.isEmpty())
+        return false;
+    // The window goes to the pointer position plus the offset: a position
+    // that much above and left of the control's bottom-left corner puts it
+    // right below the control.
+    const QSize offset = context.get(VTContextTooltipOffset, QSize(35, 30)).toSize();
+    const int gap = 2;
+    const QPoint corner = control->mapToGlobal(QPoint(0, control->height() + gap));
+    return q->show(key, corner - QPoint(offset.width(), offset.height()), control);
+}
+
+// Escape hides an unpinned vantle; the toggle key shows or hides the focused
+// control's. Either key stays the host's when it does nothing here.
+bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
+{
+    const bool up = window && window->isVisible() && window->view() && !window->view()->reserved();
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier && up) {
+        window->hideAnimated();
+        return true;
+    }
+    const QKeySequence toggle(context.get(VTContextToggleKeySequence, QStringLiteral("Ctrl+F1")).toString());
+    if (toggle.isEmpty() || toggle != QKeySequence(event->keyCombination()))
+        return false;
+    QWidget* control = QApplication::focusWidget();
+    if (up && window->referenceWidget() == control) {
+        window->hideAnimated();
+        return true;
+    }
+    return showBelow(control);
+}
+
+void VTManagerPrivate::handleFocus(QObject* watched, QFocusEvent* event)
+{
+    if (!watched->isWidgetType())
+        return;
+    QWidget* control = static_cast<QWidget*>(watched);
+    if (event->type() == QEvent::FocusOut) {
+        if (control != focusControl)
+            return;
+        focusTimer->stop();
+        if (window && window->isVisible() && window->referenceWidget() == control && window->view()
+            && !window->view()->reserved())
+            window->hideAnimated();
+        return;
+    }
+    const Qt::FocusReason reason = event->reason();
+    const bool byKeyboard = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason
+        || reason == Qt::ShortcutFocusReason;
+    if (!byKeyboard || !context.get(VTContextShowOnFocus, false).toBool() || q->keyForObject(control).isEmpty())
+        return;
+    focusControl = control;
+    if (!focusTimer) {
+        focusTimer = new QTimer(q);
+        focusTimer->setSingleShot(true);
+        QObject::connect(focusTimer, &QTimer::timeout, q, [this] {
+            if (focusControl && focusControl->hasFocus())
+                showBelow(focusControl);
+        });
+    }
+    focusTimer->start(QApplication::style()->styleHint(QStyle::SH_ToolTip_WakeUpDelay));
+}
 
 // Not a mistake in itself (a control may have no vantle), so only information.
 void VTManagerPrivate::reportMissing(const QString& key)
@@ -452,13 +528,13 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
             d->window->setVisible(false);
         break;
     case QEvent::KeyPress:
-        // Escape closes a vantle as it closes a tooltip; with none up, or a
-        // pinned one, the key stays the host's.
-        if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape && d->window && d->window->isVisible()
-            && d->window->view() && !d->window->view()->reserved()) {
-            d->window->hideAnimated();
+        // Escape closes a vantle as it closes a tooltip.
+        if (d->handleKeyPress(static_cast<QKeyEvent*>(event)))
             return true;
-        }
+        break;
+    case QEvent::FocusIn:
+    case QEvent::FocusOut:
+        d->handleFocus(watched, static_cast<QFocusEvent*>(event));
         break;
     default:
         break;

@@ -6,6 +6,8 @@
 #include "VTView.h"
 #include "VTXmlElement.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QCursor>
 #include <QDir>
@@ -17,10 +19,47 @@
 #include <QQmlEngine>
 #include <QScreen>
 #include <QSize>
+#include <QTextDocumentFragment>
 #include <QTimer>
 #include <QVBoxLayout>
 
 namespace Vantles {
+
+namespace {
+
+// Assistive technology sees a vantle as a tooltip, named with its title and
+// described with its text; a pinned one as the window it has become.
+class VTWidgetAccessible : public QAccessibleWidget {
+public:
+    explicit VTWidgetAccessible(VTWidget* widget)
+        : QAccessibleWidget(widget, QAccessible::ToolTip)
+    {
+    }
+    QAccessible::Role role() const override
+    {
+        const auto widget = static_cast<const VTWidget*>(object());
+        return widget->view() && widget->view()->reserved() ? QAccessible::Window : QAccessible::ToolTip;
+    }
+};
+
+QAccessibleInterface* accessibleFactory(const QString& className, QObject* object)
+{
+    if (className == QLatin1String("Vantles::VTWidget") && object && object->isWidgetType())
+        return new VTWidgetAccessible(static_cast<VTWidget*>(object));
+    return nullptr;
+}
+
+// The element's text without its markup and placeholders filled.
+QString plainText(VTManager* manager, const VTXmlElement* content, const char* name)
+{
+    const VTXmlElement* element = content ? content->childElement(QLatin1String(name)) : nullptr;
+    if (!element)
+        return QString();
+    const QString text = manager ? manager->interpolate(element->content()) : element->content();
+    return QTextDocumentFragment::fromHtml(text).toPlainText().simplified();
+}
+
+} // namespace
 
 class VTWidgetPrivate {
 public:
@@ -89,6 +128,8 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
     d->animation = new QPropertyAnimation(this, "windowOpacity", this);
     d->timer = new QTimer(this);
     d->timer->setSingleShot(true);
+    static const bool factoryInstalled = (QAccessible::installFactory(accessibleFactory), true);
+    Q_UNUSED(factoryInstalled)
     if (!d->setting(VTContextNotToolTipWindow, false).toBool())
         setWindowFlags(Qt::ToolTip);
     connect(d->timer, &QTimer::timeout, this, &VTWidget::hideAnimated);
@@ -149,6 +190,9 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
         hide();
         return;
     }
+    // Setting them tells a screen reader of a change while it is up.
+    setAccessibleName(plainText(d->manager, content, "title"));
+    setAccessibleDescription(plainText(d->manager, content, "text"));
     // Moved only now, with the new content in place: a visible window never
     // shows the old content at the new place.
     const QSize offset = d->setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
@@ -349,6 +393,12 @@ void VTWidget::showEvent(QShowEvent* event)
     if (!isSafe(QCursor::pos()))
         setTimer();
     reposition();
+    // Qt tells assistive technology of shown windows but tooltips: a screen
+    // reader announces a vantle because of this event.
+    if (windowType() == Qt::ToolTip) {
+        QAccessibleEvent shown(this, QAccessible::ObjectShow);
+        QAccessible::updateAccessibility(&shown);
+    }
 }
 
 void VTWidget::hideEvent(QHideEvent* event)

@@ -9,6 +9,7 @@
 #include <Vantles/VTView.h>
 #include <Vantles/VTWidget.h>
 
+#include <QAccessible>
 #include <QAction>
 #include <QApplication>
 #include <QDialog>
@@ -17,6 +18,7 @@
 #include <QHelpEvent>
 #include <QQuickItem>
 #include <QScreen>
+#include <QStyle>
 #include <QTest>
 
 #include <memory>
@@ -35,6 +37,7 @@ private Q_SLOTS:
     void controlsShowTheirVantles();
     void pinnedVantleStaysInDockWhenClickingElsewhere();
     void frenchVantleLinksToHelp();
+    void keyboardAndScreenReaderReachVantles();
 
 private:
     // Rests the pointer on the widget of @p key and asks for its tooltip as
@@ -49,6 +52,7 @@ private:
 
 void TestDemo::initMain()
 {
+
     if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
         qputenv("QT_QUICK_BACKEND", "software");
 }
@@ -203,6 +207,47 @@ void TestDemo::frenchVantleLinksToHelp()
     const QPointF centre = link->mapToScene(QPointF(link->width() / 2, link->height() / 2));
     QTest::mouseClick(window->view(), Qt::LeftButton, {}, centre.toPoint());
     QTRY_VERIFY(m_window->helpDialog()->isVisible());
+}
+
+void TestDemo::keyboardAndScreenReaderReachVantles()
+{
+    m_window->setFrench(false);
+    VTManager* manager = m_vantles->manager();
+    manager->context()->set(VTContextShowOnFocus, true);
+    if (vantle())
+        vantle()->hide();
+
+    QWidget* title = m_window->widgetForKey(QStringLiteral("documentTitle"));
+    QWidget* format = m_window->widgetForKey(QStringLiteral("exportFormat"));
+    m_window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    // A click's focus shows nothing; Tab shows the vantle of the control it
+    // reaches, below it, as a tooltip with the vantle's words.
+    title->setFocus(Qt::MouseFocusReason);
+    QTest::qWait(QApplication::style()->styleHint(QStyle::SH_ToolTip_WakeUpDelay) + 200);
+    QVERIFY(!vantle() || !vantle()->isVisible());
+    QTest::keyClick(title, Qt::Key_Tab);
+    QCOMPARE(QApplication::focusWidget(), format);
+    QTRY_VERIFY(vantle() && vantle()->isVisible() && vantle()->referenceWidget() == format);
+    VTWidget* window = vantle();
+    const QRect control(format->mapToGlobal(QPoint(0, 0)), format->size());
+    QVERIFY(window->frameGeometry().top() > control.bottom());
+    QCOMPARE(window->frameGeometry().left(), control.left());
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(window);
+    QVERIFY(accessible);
+    QCOMPARE(accessible->role(), QAccessible::ToolTip);
+    QCOMPARE(accessible->text(QAccessible::Name), QStringLiteral("Export format"));
+    QVERIFY(accessible->text(QAccessible::Description).startsWith(QLatin1String("The format the Export command writes.")));
+
+    // Ctrl+F1 hides and shows it again, Escape closes it; keys that do
+    // nothing here stay the control's.
+    QTest::keyClick(format, Qt::Key_F1, Qt::ControlModifier);
+    QTRY_VERIFY(!window->isVisible());
+    QTest::keyClick(format, Qt::Key_F1, Qt::ControlModifier);
+    QTRY_VERIFY(window->isVisible());
+    QTest::keyClick(format, Qt::Key_Escape);
+    QTRY_VERIFY(!window->isVisible());
+    manager->context()->set(VTContextShowOnFocus, false);
 }
 
 QTEST_MAIN(TestDemo)
