@@ -134,6 +134,20 @@ void VTStyledRectangleComponent::setToolTipStyle(bool toolTipStyle)
     update();
 }
 
+qreal VTStyledRectangleComponent::radius() const
+{
+    return m_radius;
+}
+
+void VTStyledRectangleComponent::setRadius(qreal radius)
+{
+    if (qFuzzyCompare(m_radius, radius))
+        return;
+    m_radius = radius;
+    Q_EMIT radiusChanged();
+    update();
+}
+
 void VTStyledRectangleComponent::paint(QPainter* painter)
 {
     const QRectF r = boundingRect();
@@ -141,6 +155,11 @@ void VTStyledRectangleComponent::paint(QPainter* painter)
         // A quiet border that shows on a light panel and on a dark one.
         painter->setPen(mix(backgroundColor(), textColor(), 0.3));
         painter->setBrush(backgroundColor());
+        if (m_radius > 0) {
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->drawRoundedRect(QRectF(toPixels(r)).adjusted(0.5, 0.5, -0.5, -0.5), m_radius, m_radius);
+            return;
+        }
         painter->drawRect(toPixels(r));
         return;
     }

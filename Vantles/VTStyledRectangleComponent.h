@@ -27,6 +27,7 @@ class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_PROPERTY(QColor linkColor READ linkColor NOTIFY textColorChanged)
     Q_PROPERTY(QColor secondaryTextColor READ secondaryTextColor NOTIFY textColorChanged)
     Q_PROPERTY(bool toolTipStyle READ toolTipStyle WRITE setToolTipStyle NOTIFY toolTipStyleChanged)
+    Q_PROPERTY(qreal radius READ radius WRITE setRadius NOTIFY radiusChanged)
 public:
     explicit VTStyledRectangleComponent(QQuickItem* parent = nullptr);
     ~VTStyledRectangleComponent() override;
@@ -48,17 +49,24 @@ public:
     /// Emits toolTipStyleChanged() and textColorChanged() on every call.
     void setToolTipStyle(bool toolTipStyle);
 
+    /// Corner radius of a tooltip-style panel, 0 (square) by default.
+    qreal radius() const;
+    /// Emits radiusChanged() only when the value changes.
+    void setRadius(qreal radius);
+
     void paint(QPainter* painter) override;
 
 Q_SIGNALS:
     void elementChanged();
     void textColorChanged();
     void toolTipStyleChanged();
+    void radiusChanged();
 
 private:
     int m_elementIdentifier;
     QString m_element;
     bool m_toolTipStyle = false;
+    qreal m_radius = 0;
 };
 
 } // namespace Vantles

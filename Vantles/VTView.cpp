@@ -7,6 +7,7 @@
 #include "VTManager.h"
 #include "VTNetworkAccessFactory_p.h"
 #include "VTProblem.h"
+#include "VTWidget.h"
 #include "VTXmlElement.h"
 
 #include <QApplication>
@@ -262,6 +263,13 @@ bool VTView::documentationAvailable() const
 {
     // The same default as the manager's gate for documentation topics.
     return d->manager && d->manager->context()->get(VTContextDocumentationEnabled, true).toBool();
+}
+
+int VTView::cornerRadius() const
+{
+    if (!d->manager || !VTWidget::windowsCanBeTranslucent())
+        return 0;
+    return qMax(0, d->manager->getScaledSize(d->manager->context()->get(VTContextCornerRadius, 4).toInt()));
 }
 
 QString VTView::categoryPath(const QString& attribute, const QString& defaultValue, contextKey key) const

@@ -46,6 +46,7 @@ class VANTLES_EXPORT VTView : public QQuickWidget {
     Q_PROPERTY(Vantles::VTXmlElement* content READ content WRITE setContent NOTIFY contentChanged)
     Q_PROPERTY(bool documentationAvailable READ documentationAvailable NOTIFY documentationAvailableChanged)
     Q_PROPERTY(QString resourceDirectory READ resourceDirectoryPath)
+    Q_PROPERTY(int cornerRadius READ cornerRadius CONSTANT)
 public:
     using contextKey = VTContextKey;
 
@@ -76,6 +77,10 @@ public:
     /// Whether documentation topics can be opened (VTContextDocumentationEnabled,
     /// true when unset).
     bool documentationAvailable() const;
+
+    /// The corner radius for the interface: setting VTContextCornerRadius
+    /// (default 4), scaled, where windows can be translucent; else 0.
+    int cornerRadius() const;
 
     /// The content's (or, one level up, its parent's) non-empty @p attribute,
     /// else the setting @p key with @p defaultValue.

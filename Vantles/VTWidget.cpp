@@ -132,6 +132,9 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
     Q_UNUSED(factoryInstalled)
     if (!d->setting(VTContextNotToolTipWindow, false).toBool())
         setWindowFlags(Qt::ToolTip);
+    // The interface paints the whole window, rounded corners included.
+    if (windowsCanBeTranslucent())
+        setAttribute(Qt::WA_TranslucentBackground);
     connect(d->timer, &QTimer::timeout, this, &VTWidget::hideAnimated);
     d->timer->stop();
 }
@@ -139,6 +142,13 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
 VTWidget::~VTWidget()
 {
     setView(nullptr);
+}
+
+bool VTWidget::windowsCanBeTranslucent()
+{
+    const QString platform = QGuiApplication::platformName();
+    return platform.startsWith(QLatin1String("wayland")) || platform == QLatin1String("windows")
+        || platform == QLatin1String("cocoa") || platform == QLatin1String("offscreen");
 }
 
 VTManager* VTWidget::manager() const
@@ -160,6 +170,8 @@ void VTWidget::setView(VTView* view)
     connect(view, &VTView::reservedChanged, this, &VTWidget::contentReservedChanged);
     connect(view, &VTView::contentSizeChanged, this, &VTWidget::contentResized);
     view->move(0, 0);
+    if (testAttribute(Qt::WA_TranslucentBackground))
+        view->setClearColor(Qt::transparent);
 }
 
 QWidget* VTWidget::referenceWidget() const

@@ -37,6 +37,10 @@ public:
 
     VTManager* manager() const;
     VTView* view() const;
+    /// Whether tooltip windows can be translucent here (rounded corners):
+    /// on platforms that composite windows (Wayland, Windows, macOS) and
+    /// offscreen; not on X11, which may run without a compositor.
+    static bool windowsCanBeTranslucent();
     /// Takes ownership of @p view, deleting the previous one.
     void setView(VTView* view);
     /// The control the vantle is shown for, or null.

@@ -266,7 +266,11 @@ void TestVantlesTool::showPicturesTheVantle()
             arguments.append(QLatin1String(palette));
         const Run show = run(arguments);
         QVERIFY2(show.status == 0 && show.err.isEmpty(), qPrintable(show.err));
-        means.append(meanGray(QImage(png)));
+        const QImage image(png);
+        means.append(meanGray(image));
+        // Rounded corners: the window is translucent outside them.
+        QCOMPARE(qAlpha(image.pixel(0, 0)), 0);
+        QCOMPARE(qAlpha(image.pixel(image.width() / 2, image.height() / 2)), 255);
     }
     QVERIFY2(means.at(0) > 150 && means.at(1) < 100, qPrintable(QStringLiteral("%1 %2").arg(means.at(0)).arg(means.at(1))));
 }

@@ -11,6 +11,7 @@ VTStyledRectangle {
     readonly property int padding: vantleView.getScaledSize(6)
 
     toolTipStyle: true
+    radius: vantleView.cornerRadius
     width: label.implicitWidth + (shortcutLabel.visible ? shortcutLabel.implicitWidth + padding : 0) + 2 * padding
     height: label.implicitHeight + vantleView.getScaledSize(8)
 

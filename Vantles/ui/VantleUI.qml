@@ -22,6 +22,7 @@ VTStyledRectangle {
     readonly property string shortcut: vantle ? vantle.attribute("shortcut") : ""
 
     toolTipStyle: true
+    radius: vantleView.cornerRadius
     width: vantleView.getScaledSize(340)
     height: column.height + 2 * margin
 
