@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPainter>
+#include <QPointer>
 #include <QQuickWindow>
 #include <QStyle>
 #include <QToolTip>
@@ -62,6 +63,35 @@ QColor readable(const QColor& color, const QColor& text, const QColor& backgroun
     return text;
 }
 
+// Tells every panel when the application's palette changes, so that a host
+// that switches to a dark palette gets readable colours at once. One filter
+// for all panels: it sees every event of the application.
+class PaletteWatcher : public QObject {
+public:
+    // Null without an application, and once it is gone.
+    static PaletteWatcher* instance()
+    {
+        static QPointer<PaletteWatcher> watcher;
+        if (!watcher && qApp && !QCoreApplication::closingDown()) {
+            watcher = new PaletteWatcher;
+            watcher->setParent(qApp);
+            qApp->installEventFilter(watcher);
+        }
+        return watcher;
+    }
+
+    QList<VTStyledRectangleComponent*> panels;
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::ApplicationPaletteChange && watched == qApp) {
+            for (VTStyledRectangleComponent* panel : qAsConst(panels))
+                panel->paletteChanged();
+        }
+        return false;
+    }
+};
+
 } // namespace
 
 VTStyledRectangleComponent::VTStyledRectangleComponent(QQuickItem* parent)
@@ -69,9 +99,15 @@ VTStyledRectangleComponent::VTStyledRectangleComponent(QQuickItem* parent)
     , m_elementIdentifier(QStyle::PE_Widget)
     , m_element(QStringLiteral("PE_Widget"))
 {
+    if (PaletteWatcher* watcher = PaletteWatcher::instance())
+        watcher->panels.append(this);
 }
 
-VTStyledRectangleComponent::~VTStyledRectangleComponent() = default;
+VTStyledRectangleComponent::~VTStyledRectangleComponent()
+{
+    if (PaletteWatcher* watcher = PaletteWatcher::instance())
+        watcher->panels.removeOne(this);
+}
 
 QString VTStyledRectangleComponent::element() const
 {
@@ -130,6 +166,12 @@ void VTStyledRectangleComponent::setToolTipStyle(bool toolTipStyle)
 {
     m_toolTipStyle = toolTipStyle;
     Q_EMIT toolTipStyleChanged();
+    Q_EMIT textColorChanged();
+    update();
+}
+
+void VTStyledRectangleComponent::paletteChanged()
+{
     Q_EMIT textColorChanged();
     update();
 }

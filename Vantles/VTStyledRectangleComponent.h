@@ -55,6 +55,9 @@ public:
     void setRadius(qreal radius);
 
     void paint(QPainter* painter) override;
+    /// Emits textColorChanged() and repaints; called when the application's
+    /// palette changes.
+    void paletteChanged();
 
 Q_SIGNALS:
     void elementChanged();

@@ -16,10 +16,12 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QPalette>
 #include <QQuickItem>
 #include <QScreen>
 #include <QTextStream>
 #include <QTimer>
+#include <QToolTip>
 
 #include <memory>
 
@@ -52,6 +54,41 @@ QImage compose(DemoWindow& window, Vantles::VTWidget* vantle)
     return screen->grabWindow(0, area.x(), area.y(), area.width(), area.height()).toImage();
 }
 
+// A dark palette for the whole application, tooltips included.
+void useDarkPalette()
+{
+    QPalette palette = QApplication::palette();
+    const std::pair<QPalette::ColorRole, QRgb> colours[] = { { QPalette::Window, 0x2d2d2d },
+        { QPalette::WindowText, 0xe6e6e6 }, { QPalette::Base, 0x1f1f1f }, { QPalette::Text, 0xe6e6e6 },
+        { QPalette::Button, 0x383838 }, { QPalette::ButtonText, 0xe6e6e6 }, { QPalette::ToolTipBase, 0x3c3c3c },
+        { QPalette::ToolTipText, 0xf2f2f2 }, { QPalette::Link, 0x99c1f1 }, { QPalette::Highlight, 0x3584e4 } };
+    for (const auto& [role, rgb] : colours)
+        palette.setColor(role, QColor(rgb));
+    // The tooltip palette first: vantles follow the application's palette
+    // change and read both.
+    QToolTip::setPalette(palette);
+    QApplication::setPalette(palette);
+}
+
+// Shows the vantle of @p key with the pointer on its control and writes the
+// screen part holding both to @p path; whether it did.
+bool shoot(DemoWindow& window, Vantles::VTManager* manager, const QString& key, const QString& path)
+{
+    QWidget* control = window.widgetForKey(key);
+    if (!control)
+        return false;
+    const QPoint pointer = control->mapToGlobal(control->rect().center());
+    if (!manager->show(key, pointer, control))
+        return false;
+    Vantles::VTWidget* vantle = manager->widget();
+    waitFor([&] { return vantle->isVisible() && vantle->view()->rootObject(); });
+    // Long enough for a clip to decode and play a little.
+    wait(1200);
+    const bool saved = compose(window, vantle).save(path);
+    vantle->hide();
+    return saved;
+}
+
 int takeScreenshots(DemoWindow& window, DemoVantles& vantles, const QString& folder)
 {
     QTextStream out(stdout);
@@ -68,22 +105,37 @@ int takeScreenshots(DemoWindow& window, DemoVantles& vantles, const QString& fol
     for (const QString& localeName : { QStringLiteral("en_US"), QStringLiteral("fr_FR") }) {
         window.setFrench(localeName == QLatin1String("fr_FR"));
         for (const QString& key : keys) {
-            QWidget* control = window.widgetForKey(key);
-            if (!control)
-                continue;
-            const QPoint pointer = control->mapToGlobal(control->rect().center());
-            if (!manager->show(key, pointer, control))
-                continue;
-            Vantles::VTWidget* vantle = manager->widget();
-            waitFor([&] { return vantle->isVisible() && vantle->view()->rootObject(); });
-            // Long enough for a clip to decode and play a little.
-            wait(1200);
             const QString path = QDir(folder).absoluteFilePath(QStringLiteral("%1-%2.png").arg(key, localeName));
-            if (compose(window, vantle).save(path)) {
+            if (shoot(window, manager, key, path)) {
                 out << path << '\n';
                 ++written;
             }
-            vantle->hide();
+        }
+    }
+
+    // Near the bottom-right corner of the screen the vantle goes to the
+    // other side of the pointer; then the same in a dark palette.
+    window.setFrench(false);
+    const QRect screen = window.screen()->availableGeometry();
+    for (const char* palette : { "light", "dark" }) {
+        if (qstrcmp(palette, "dark") == 0) {
+            useDarkPalette();
+            window.move(40, 40);
+            wait(300);
+            for (const char* key : { "actionOpen", "exportFormat" }) {
+                const QString path = QDir(folder).absoluteFilePath(QStringLiteral("dark-%1.png").arg(QLatin1String(key)));
+                if (shoot(window, manager, QLatin1String(key), path)) {
+                    out << path << '\n';
+                    ++written;
+                }
+            }
+        }
+        window.move(screen.right() - window.frameGeometry().width(), screen.bottom() - window.frameGeometry().height());
+        wait(300);
+        const QString path = QDir(folder).absoluteFilePath(QStringLiteral("corner-%1.png").arg(QLatin1String(palette)));
+        if (shoot(window, manager, QStringLiteral("autosaveCheck"), path)) {
+            out << path << '\n';
+            ++written;
         }
     }
     out.flush();
