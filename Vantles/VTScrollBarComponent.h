@@ -2,6 +2,8 @@
 
 #include <QQuickPaintedItem>
 
+#include <QtQml/qqmlregistration.h>
+
 #include <Vantles/vantles_export.h>
 
 #include <memory>
@@ -19,6 +21,7 @@ class QScrollBar;
  */
 class VANTLES_EXPORT VTScrollBarComponent : public QQuickPaintedItem {
     Q_OBJECT
+    QML_NAMED_ELEMENT(VTScrollBar)
     Q_PROPERTY(float start READ start WRITE setStart NOTIFY startChanged)
     Q_PROPERTY(float end READ end WRITE setEnd NOTIFY endChanged)
     Q_PROPERTY(float position READ position WRITE setPosition NOTIFY positionChanged)

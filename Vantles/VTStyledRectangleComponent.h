@@ -4,6 +4,8 @@
 #include <QQuickPaintedItem>
 #include <QString>
 
+#include <QtQml/qqmlregistration.h>
+
 #include <Vantles/vantles_export.h>
 
 namespace Vantles {
@@ -22,6 +24,7 @@ namespace Vantles {
  */
 class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_OBJECT
+    QML_NAMED_ELEMENT(VTStyledRectangle)
     Q_PROPERTY(QString element READ element WRITE setElement NOTIFY elementChanged)
     Q_PROPERTY(QColor textColor READ textColor NOTIFY textColorChanged)
     Q_PROPERTY(QColor linkColor READ linkColor NOTIFY textColorChanged)

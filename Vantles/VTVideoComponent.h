@@ -5,6 +5,8 @@
 #include <QString>
 
 #include <Vantles/VTVideoFrame.h>
+#include <QtQml/qqmlregistration.h>
+
 #include <Vantles/vantles_export.h>
 
 namespace Vantles {
@@ -26,6 +28,7 @@ class VTView;
  */
 class VANTLES_EXPORT VTVideoComponent : public QQuickPaintedItem {
     Q_OBJECT
+    QML_NAMED_ELEMENT(VTVideoComponent)
     Q_PROPERTY(QString source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(VideoState state READ state WRITE setState NOTIFY stateChanged)
     Q_PROPERTY(qlonglong position READ position WRITE setPosition NOTIFY positionChanged)

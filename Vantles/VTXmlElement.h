@@ -6,6 +6,8 @@
 #include <QStringList>
 #include <QXmlStreamAttributes>
 
+#include <QtQml/qqmlregistration.h>
+
 #include <Vantles/vantles_export.h>
 
 #include <memory>
@@ -28,6 +30,7 @@ class VTXmlElementPrivate;
  */
 class VANTLES_EXPORT VTXmlElement : public QObject {
     Q_OBJECT
+    QML_NAMED_ELEMENT(VTXmlElement)
     Q_PROPERTY(QString tagName READ getTagName WRITE setTagName NOTIFY tagNameChanged)
     Q_PROPERTY(QString tagNameSpace READ getTagNameSpace WRITE setTagNameSpace NOTIFY tagNameSpaceChanged)
     Q_PROPERTY(QString content READ content NOTIFY contentChanged)

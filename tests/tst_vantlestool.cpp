@@ -20,6 +20,7 @@ private Q_SLOTS:
     void checkReportsEachMistake();
     void usageAndJson();
     void showPicturesTheVantle();
+    void qmllintKnowsTheLibraryTypes();
 
 private:
     struct Run {
@@ -273,6 +274,37 @@ void TestVantlesTool::showPicturesTheVantle()
         QCOMPARE(qAlpha(image.pixel(image.width() / 2, image.height() / 2)), 255);
     }
     QVERIFY2(means.at(0) > 150 && means.at(1) < 100, qPrintable(QStringLiteral("%1 %2").arg(means.at(0)).arg(means.at(1))));
+}
+
+void TestVantlesTool::qmllintKnowsTheLibraryTypes()
+{
+#ifndef VANTLES_QMLLINT
+    QSKIP("qmllint is not installed");
+#else
+    // The module files let qmllint check an interface: the library's types
+    // resolve in its built-in interfaces, and a misspelled property of one
+    // of them is reported. (Context properties such as vantleView are not
+    // visible to the tool, so unqualified access is not judged.)
+    QTemporaryDir dir;
+    const QString typo = VTTest::writeFile(dir, QStringLiteral("Typo.qml"),
+        "import QtQuick 2.15\nimport com.zelvane.vantles.qml 1.0\nVTStyledRectangle {\n    element: \"tooltip\"\n"
+        "    Text { color: parent.linkColour }\n}\n");
+    const QStringList files { QStringLiteral(VANTLES_SOURCE_DIR "/Vantles/ui/VantleUI.qml"),
+        QStringLiteral(VANTLES_SOURCE_DIR "/Vantles/ui/SimpleTooltip.qml"), typo };
+    QProcess lint;
+    lint.start(QStringLiteral(VANTLES_QMLLINT),
+        QStringList { QStringLiteral("-I"), QStringLiteral(VANTLES_QML_IMPORT_DIR), QStringLiteral("--unqualified"),
+            QStringLiteral("disable") }
+            + files);
+    QVERIFY(lint.waitForFinished(60000));
+    const QString out = QString::fromUtf8(lint.readAllStandardOutput() + lint.readAllStandardError());
+    for (const QString& line : out.split(QLatin1Char('\n'))) {
+        QVERIFY2(!line.contains(QLatin1String("not resolved")) && !line.contains(QLatin1String("was not found"))
+                && !line.contains(QLatin1String("Failed to import")),
+            qPrintable(line));
+    }
+    QVERIFY2(out.contains(QLatin1String("Typo.qml:5:")) && out.contains(QLatin1String("linkColour")), qPrintable(out));
+#endif
 }
 
 QTEST_GUILESS_MAIN(TestVantlesTool)
