@@ -21,11 +21,56 @@
 #include <QSize>
 #include <QTextDocumentFragment>
 #include <QTimer>
+#include <QPainter>
+#include <QPainterPath>
 #include <QVBoxLayout>
+
+#if VANTLES_HAVE_XCB
+#include <QtGui/qguiapplication_platform.h>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#endif
 
 namespace Vantles {
 
 namespace {
+
+// The drop shadow: how far it spreads and how far down it falls.
+constexpr int shadowBlur = 10;
+constexpr int shadowDrop = 3;
+
+#if VANTLES_HAVE_XCB
+// An X11 desktop composites windows while some client owns the selection
+// _NET_WM_CM_S<screen>, as the window manager specification says.
+bool x11Composites()
+{
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
+    if (!connection)
+        return false;
+    int screen = 0;
+    const QByteArray display = qgetenv("DISPLAY");
+    const int dot = display.lastIndexOf('.');
+    if (dot > display.lastIndexOf(':'))
+        screen = display.mid(dot + 1).toInt();
+    const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screen);
+    xcb_intern_atom_reply_t* atom = xcb_intern_atom_reply(
+        connection, xcb_intern_atom(connection, 1, uint16_t(name.size()), name.constData()), nullptr);
+    if (!atom)
+        return false;
+    bool owned = false;
+    if (atom->atom != XCB_ATOM_NONE) {
+        xcb_get_selection_owner_reply_t* owner
+            = xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr);
+        owned = owner && owner->owner != XCB_NONE;
+        std::free(owner);
+    }
+    std::free(atom);
+    return owned;
+}
+#endif
 
 // Assistive technology sees a vantle as a tooltip, named with its title and
 // described with its text; a pinned one as the window it has become.
@@ -72,6 +117,8 @@ public:
     // The pointer position of the last show, while the window follows it.
     QPoint anchor;
     bool anchored = false;
+    // Whether the window draws a drop shadow around the view.
+    bool shadow = false;
 
     QVariant setting(VTContextKey key, const QVariant& defaultValue) const
     {
@@ -132,9 +179,12 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
     Q_UNUSED(factoryInstalled)
     if (!d->setting(VTContextNotToolTipWindow, false).toBool())
         setWindowFlags(Qt::ToolTip);
-    // The interface paints the whole window, rounded corners included.
-    if (windowsCanBeTranslucent())
+    // The interface paints the whole window, rounded corners included; the
+    // window paints the shadow around it where the desktop composites it.
+    if (windowsCanBeTranslucent()) {
         setAttribute(Qt::WA_TranslucentBackground);
+        d->shadow = windowType() == Qt::ToolTip && QGuiApplication::platformName() != QLatin1String("offscreen");
+    }
     connect(d->timer, &QTimer::timeout, this, &VTWidget::hideAnimated);
     d->timer->stop();
 }
@@ -147,8 +197,21 @@ VTWidget::~VTWidget()
 bool VTWidget::windowsCanBeTranslucent()
 {
     const QString platform = QGuiApplication::platformName();
-    return platform.startsWith(QLatin1String("wayland")) || platform == QLatin1String("windows")
-        || platform == QLatin1String("cocoa") || platform == QLatin1String("offscreen");
+    if (platform.startsWith(QLatin1String("wayland")) || platform == QLatin1String("windows")
+        || platform == QLatin1String("cocoa") || platform == QLatin1String("offscreen"))
+        return true;
+#if VANTLES_HAVE_XCB
+    if (platform == QLatin1String("xcb"))
+        return x11Composites();
+#endif
+    return false;
+}
+
+QMargins VTWidget::shadowMargins() const
+{
+    if (!d->shadow)
+        return QMargins();
+    return QMargins(shadowBlur, shadowBlur - shadowDrop, shadowBlur, shadowBlur + shadowDrop);
 }
 
 VTManager* VTWidget::manager() const
@@ -169,7 +232,7 @@ void VTWidget::setView(VTView* view)
         return;
     connect(view, &VTView::reservedChanged, this, &VTWidget::contentReservedChanged);
     connect(view, &VTView::contentSizeChanged, this, &VTWidget::contentResized);
-    view->move(0, 0);
+    view->move(shadowMargins().left(), shadowMargins().top());
     if (testAttribute(Qt::WA_TranslucentBackground))
         view->setClearColor(Qt::transparent);
 }
@@ -339,7 +402,7 @@ void VTWidget::contentResized()
 {
     if (!d->view)
         return;
-    const QSize size = d->view->size();
+    const QSize size = d->view->size().grownBy(shadowMargins());
     setMinimumSize(size);
     setMaximumSize(size);
     if (!isWindow() && parentWidget()) {
@@ -373,6 +436,12 @@ void VTWidget::contentReservedChanged()
 
     const QPoint position = pos();
     VTXmlElement* content = d->view->content();
+    // A pinned vantle is an ordinary window, without a tooltip's shadow.
+    if (d->shadow) {
+        d->shadow = false;
+        d->view->move(0, 0);
+        update();
+    }
     if (hostWindow) {
         setParent(hostWindow);
         auto layout = hostWindow->layout();
@@ -410,6 +479,25 @@ void VTWidget::showEvent(QShowEvent* event)
     if (windowType() == Qt::ToolTip) {
         QAccessibleEvent shown(this, QAccessible::ObjectShow);
         QAccessible::updateAccessibility(&shown);
+    }
+}
+
+// Layers of translucent black, each a little larger than the panel: they
+// add up to a shadow that is darkest at the panel's edge and fades out.
+void VTWidget::paintEvent(QPaintEvent* event)
+{
+    Q_UNUSED(event)
+    if (!d->shadow || !d->view)
+        return;
+    const QRectF panel = QRectF(d->view->geometry()).translated(0, shadowDrop);
+    const qreal radius = d->view->cornerRadius();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    for (int layer = shadowBlur; layer > 0; --layer) {
+        QPainterPath path;
+        path.addRoundedRect(panel.adjusted(-layer, -layer, layer, layer), radius + layer, radius + layer);
+        painter.fillPath(path, QColor(0, 0, 0, 4 + 3 * (shadowBlur - layer) / 2));
     }
 }
 

@@ -38,9 +38,12 @@ public:
     VTManager* manager() const;
     VTView* view() const;
     /// Whether tooltip windows can be translucent here (rounded corners):
-    /// on platforms that composite windows (Wayland, Windows, macOS) and
-    /// offscreen; not on X11, which may run without a compositor.
+    /// on platforms that composite windows (Wayland, Windows, macOS), on X11
+    /// while a compositing manager runs, and offscreen.
     static bool windowsCanBeTranslucent();
+    /// The room around the vantle that its drop shadow takes: none where
+    /// the desktop does not composite windows, offscreen, or once pinned.
+    QMargins shadowMargins() const;
     /// Takes ownership of @p view, deleting the previous one.
     void setView(VTView* view);
     /// The control the vantle is shown for, or null.
@@ -73,6 +76,7 @@ public Q_SLOTS:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     std::unique_ptr<VTWidgetPrivate> const d;

@@ -12,6 +12,8 @@
 #include <QDir>
 #include <QImage>
 #include <QPixmap>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QQuickItem>
 #include <QScreen>
 #include <QSet>
@@ -73,6 +75,7 @@ class TestVTScreenshot : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void vantleWithScrollBarAppearsOnScreen();
+    void shadowOnlyWhereTheDesktopComposites();
 };
 
 void TestVTScreenshot::vantleWithScrollBarAppearsOnScreen()
@@ -131,6 +134,72 @@ void TestVTScreenshot::vantleWithScrollBarAppearsOnScreen()
     auto isDark = [](QRgb pixel) { return qGray(pixel) < 96; };
     QVERIFY(countWhere(shot, QRect(12, 10, 270, 20), isDark) > 50);
     QCOMPARE(countWhere(shot, QRect(12, 112, 270, 20), isDark), 0);
+}
+
+void TestVTScreenshot::shadowOnlyWhereTheDesktopComposites()
+{
+    // Without a compositing manager (the test before): square, no shadow.
+    QVERIFY(!VTWidget::windowsCanBeTranslucent());
+    const QString compositor = QStandardPaths::findExecutable(QStringLiteral("xcompmgr"));
+    if (compositor.isEmpty())
+        QSKIP("xcompmgr is not installed");
+    QProcess xcompmgr;
+    xcompmgr.start(compositor, QStringList());
+    QVERIFY(xcompmgr.waitForStarted());
+    auto stop = qScopeGuard([&xcompmgr] {
+        xcompmgr.terminate();
+        xcompmgr.waitForFinished();
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(VTWidget::windowsCanBeTranslucent(), 10000);
+
+    // A white window behind the vantle, so that the shadow can be seen.
+    QWidget behind;
+    behind.setAutoFillBackground(true);
+    behind.setPalette(QPalette(Qt::white));
+    behind.setWindowFlags(Qt::FramelessWindowHint);
+    behind.setGeometry(0, 0, 700, 500);
+    behind.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&behind));
+
+    QTemporaryDir dir;
+    QVERIFY(!VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("Shot.vantles"), QString(),
+        { { QStringLiteral("shot"), "<title>Insert table</title><text>Adds a table at the cursor.</text>" } },
+        panelQml)
+                 .isEmpty());
+    VTContext context;
+    auto host = std::make_unique<VTTest::RecordingHost>(context, QStringList { dir.filePath(QStringLiteral("data")) });
+    QVERIFY(host->manager()->show(QStringLiteral("shot"), QPoint(100, 100), nullptr));
+    VTWidget* window = host->manager()->widget();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    const QMargins margins = window->shadowMargins();
+    QVERIFY(margins.left() > 0 && margins.bottom() > margins.top());
+    QTRY_COMPARE(window->size(), QSize(321, 141).grownBy(margins));
+    QCOMPARE(window->view()->pos(), QPoint(margins.left(), margins.top()));
+
+    const QRect frame(window->mapToGlobal(QPoint(0, 0)), window->size());
+    const QRect panel = QRect(QPoint(margins.left(), margins.top()), QSize(320, 140));
+    const int below = panel.bottom() + 3;
+    QImage shot;
+    // Grey under the panel, fading to the white behind towards the window's edge.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (shot = window->screen()->grabWindow(0, frame.x(), frame.y(), frame.width(), frame.height()).toImage(),
+            qGray(shot.pixel(panel.center().x(), below)) < 235),
+        10000);
+    const QString path = QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("vtshadow.png"));
+    QVERIFY(shot.save(path));
+    qInfo("screenshot: %s", qPrintable(path));
+    const int nearEdge = qGray(shot.pixel(panel.center().x(), below));
+    const int farEdge = qGray(shot.pixel(panel.center().x(), frame.height() - 1));
+    QVERIFY2(nearEdge > 100 && nearEdge < farEdge && farEdge > 235,
+        qPrintable(QStringLiteral("%1 %2").arg(nearEdge).arg(farEdge)));
+    // The corners of the window stay the white behind it.
+    QVERIFY(qGray(shot.pixel(0, 0)) > 245);
+
+    // Pinned, it is a window of its own, without the shadow.
+    window->view()->setStayOpen(true);
+    window->view()->setReserved(true);
+    QTRY_COMPARE(window->view()->pos(), QPoint(0, 0));
+    QCOMPARE(window->shadowMargins(), QMargins());
 }
 
 QTEST_MAIN(TestVTScreenshot)
