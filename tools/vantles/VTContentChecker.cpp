@@ -2,6 +2,7 @@
 #include "VTQuietInterface.h"
 
 #include <Vantles/VTContext.h>
+#include <Vantles/VTControlFileScanner_p.h>
 #include <Vantles/VTIndex.h>
 #include <Vantles/VTInterface.h>
 #include <Vantles/VTManager.h>
@@ -209,6 +210,9 @@ void VTContentCheckerPrivate::checkClip(const QString& path, const VTKeyDefiniti
 
 void VTContentCheckerPrivate::checkTranslation(VTView& view, const VTKeyDefinition& definition)
 {
+    // An invalid locale name is reported where it is written.
+    if (!definition.locale.isEmpty() && !isValidLocaleName(definition.locale))
+        return;
     const QString package = manager()->index()->packageNameForLocation(definition.file);
     if (checkedTranslations.contains(package + QLatin1Char('|') + definition.locale))
         return;

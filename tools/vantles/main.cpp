@@ -101,6 +101,14 @@ QString displayPath(const QString& path)
     return relative.startsWith(QLatin1String("../")) ? path : relative;
 }
 
+// The library names other files by their absolute paths; shown as the
+// file names are, below the current folder.
+QString displayText(const QString& text)
+{
+    QString shown = text;
+    return shown.replace(QDir::currentPath() + QLatin1Char('/'), QString());
+}
+
 QString problemLine(const VTProblem& problem)
 {
     QString place = problem.file.isEmpty() ? QStringLiteral("vantles") : displayPath(problem.file);
@@ -110,7 +118,7 @@ QString problemLine(const VTProblem& problem)
             place += QStringLiteral(":%1").arg(problem.column);
     }
     const QString severity = problem.type <= VTMessageError ? QStringLiteral("error") : QStringLiteral("warning");
-    return QStringLiteral("%1: %2: %3").arg(place, severity, problem.text);
+    return QStringLiteral("%1: %2: %3").arg(place, severity, displayText(problem.text));
 }
 
 QString counted(int count, const char* one, const char* many)
@@ -196,7 +204,7 @@ int check(const QStringList& arguments)
                 { QStringLiteral("line"), problem.line }, { QStringLiteral("column"), problem.column },
                 { QStringLiteral("severity"),
                     problem.type <= VTMessageError ? QStringLiteral("error") : QStringLiteral("warning") },
-                { QStringLiteral("message"), problem.text } });
+                { QStringLiteral("message"), displayText(problem.text) } });
         }
         out << QJsonDocument(array).toJson(QJsonDocument::Indented);
     } else {
