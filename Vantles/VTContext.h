@@ -60,6 +60,10 @@ enum VTContextKey : int {
     /// int, 4: corner radius of the library's interfaces in pixels, before
     /// scaling, where the platform composites translucent windows
     VTContextCornerRadius = 44,
+    /// qint64, 64 MiB: the memory in bytes that one clip's decoded frames
+    /// may take; a longer clip keeps a window of frames and decodes again
+    /// to loop or scrub
+    VTContextVideoMemoryBudget = 45,
 };
 
 /**

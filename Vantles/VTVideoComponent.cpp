@@ -1,8 +1,10 @@
 #include "VTVideoComponent.h"
 
+#include "VTContext.h"
 #include "VTManager.h"
 #include "VTProblem.h"
 #include "VTVideoController.h"
+#include "VTVideoFrameCache.h"
 #include "VTVideoSourceFFMPEG.h"
 #include "VTView.h"
 
@@ -70,8 +72,11 @@ QString VTVideoComponent::source() const
 void VTVideoComponent::setSource(const QString& text)
 {
     if (text.isEmpty()) {
+        // No clip: its frames are freed and its picture goes.
         m_controller->setSource(QUrl());
         m_sourceText = text;
+        m_currentFrame = VTVideoFrame();
+        update();
     }
     m_pendingSource = text;
     if (resolveSource())
@@ -91,11 +96,16 @@ bool VTVideoComponent::resolveSource()
         if (!view || view->quickWindow() != scene)
             continue;
         m_view = view;
+        if (VTManager* manager = view->manager()) {
+            m_videoSource->setMemoryBudget(
+                manager->context()->get(VTContextVideoMemoryBudget, VTVideoFrameCache::defaultBudget).toLongLong());
+        }
         const QString path = view->findResource(m_pendingSource);
         m_sourceText = m_pendingSource;
         if (!m_pendingSource.isEmpty() && QFileInfo(path).isFile())
             m_controller->setSource(QUrl::fromLocalFile(path));
         m_currentFrame = VTVideoFrame();
+        update();
         resolved = true;
     }
     return resolved;
@@ -108,6 +118,21 @@ void VTVideoComponent::itemChange(ItemChange change, const ItemChangeData& value
             m_pendingSource.clear();
     }
     QQuickPaintedItem::itemChange(change, value);
+    if (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged)
+        updateTargetSize();
+}
+
+void VTVideoComponent::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry)
+{
+    QQuickPaintedItem::geometryChange(newGeometry, oldGeometry);
+    updateTargetSize();
+}
+
+// Frames are converted no larger than the item shows them.
+void VTVideoComponent::updateTargetSize()
+{
+    const qreal ratio = window() ? window()->effectiveDevicePixelRatio() : 1.0;
+    m_videoSource->setTargetSize(QSizeF(width() * ratio, height() * ratio).toSize());
 }
 
 VTVideoComponent::VideoState VTVideoComponent::state() const
@@ -131,7 +156,7 @@ void VTVideoComponent::setState(VideoState state)
         play();
         break;
     case resetState:
-        m_controller->streamEnded();
+        rewindToStart();
         break;
     }
 }
@@ -243,8 +268,14 @@ void VTVideoComponent::controllerPositionChanged()
 
 void VTVideoComponent::paint(QPainter* painter)
 {
-    if (!m_currentFrame.isNull())
-        painter->drawImage(QPointF(0, 0), m_currentFrame);
+    if (m_currentFrame.isNull())
+        return;
+    // Fitted into the item, or at its natural size when the item has none.
+    QSizeF size = m_currentFrame.size();
+    if (width() > 0 && height() > 0)
+        size = QSizeF(contentWidth(), contentHeight()).scaled(QSizeF(width(), height()), Qt::KeepAspectRatio);
+    painter->setRenderHint(QPainter::SmoothPixmapTransform);
+    painter->drawImage(QRectF(QPointF(0, 0), size), m_currentFrame);
 }
 
 } // namespace Vantles

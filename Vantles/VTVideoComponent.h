@@ -19,12 +19,15 @@ class VTView;
  * QML type "VTVideoComponent": plays a clip of the vantle's package.
  *
  * `source` names a file that the vantle's view resolves among the package's
- * resources. The clip is decoded in full on its own thread and paced by a
- * second one; both run for the item's whole life and stop when it is
- * destroyed. Frames are painted at their natural size at the item's origin:
- * size the item from contentWidth and contentHeight. Playback starts on
- * play() or state = playingState; at the end the last frame stays and play()
- * starts over.
+ * resources. The clip is decoded on its own thread, within the memory budget
+ * of setting VTContextVideoMemoryBudget and at most at the size the item
+ * shows it, and paced by a second thread; both run for the item's whole life
+ * and stop when it is destroyed. Frames are painted fitted into the item,
+ * keeping the clip's proportions, at its origin (at their natural size when
+ * the item has no size): size the item from contentWidth and contentHeight.
+ * Playback starts on play() or state = playingState; at the end the last
+ * frame stays and play() starts over. A clip that cannot be played leaves
+ * the item paused and is reported to the host as a warning.
  */
 class VANTLES_EXPORT VTVideoComponent : public QQuickPaintedItem {
     Q_OBJECT
@@ -52,7 +55,7 @@ public:
 
     QString source() const;
     /// Resolves @p text through the vantle's view and loads the clip; an
-    /// empty text stops playback and keeps the decoded frames.
+    /// empty text stops playback and frees the clip's frames.
     void setSource(const QString& text);
     VideoState state() const;
     void setState(VideoState state);
@@ -97,9 +100,11 @@ public Q_SLOTS:
 
 protected:
     void itemChange(ItemChange change, const ItemChangeData& value) override;
+    void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
 private:
     bool resolveSource();
+    void updateTargetSize();
 
     VTVideoSourceFFMPEG* m_videoSource;
     VTVideoController* m_controller;

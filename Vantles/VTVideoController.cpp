@@ -4,46 +4,50 @@
 
 #include "VTVideoSource.h"
 
+#include <QMutex>
 #include <QMutexLocker>
-#include <QPointer>
-#include <QDeadlineTimer>
-#include <QRecursiveMutex>
 #include <QWaitCondition>
 
 #include <algorithm>
-#include <atomic>
+#include <chrono>
+#include <cmath>
 
 namespace Vantles {
 
+using Clock = std::chrono::steady_clock;
+
 class VTVideoControllerPrivate {
 public:
+    static constexpr unsigned long long none = ~0ULL;
+
     VTVideoSource* source = nullptr;
-    unsigned long long shownPosition = 0;
-    // Read by position() and advanced by presentFrame() without the lock.
-    std::atomic<unsigned long long> position { 0 };
-    QRecursiveMutex mutex;
+    // All below under the lock; the thread waits on wake, which every
+    // change of state, position or quit flag signals.
+    QMutex mutex;
+    QWaitCondition wake;
+    unsigned long long position = 0;
+    // The frame displayFrame() was last emitted for, and when.
+    unsigned long long shown = none;
+    Clock::time_point shownAt;
     bool shouldQuit = false;
     bool needFrame = true;
     bool scrubbing = false;
     QDateTime lastFrameDisplayTime;
     VTVideoController::State state = VTVideoController::stoppedState;
-    // The thread's pauses, which quitting cuts short.
-    QMutex sleepMutex;
-    QWaitCondition sleeper;
-    std::atomic_bool quitting { false };
 
-    void sleep(double seconds)
+    // Keeps @p p on the clip's frames; 0 before any is decoded.
+    unsigned long long clamped(unsigned long long p) const
     {
-        QMutexLocker locker(&sleepMutex);
-        if (!quitting)
-            sleeper.wait(&sleepMutex, QDeadlineTimer(qint64(seconds * 1000.0)));
+        const unsigned long long total = source ? source->totalFrameCount() : 0;
+        return total ? std::min(p, total - 1) : 0;
     }
 };
 
 // Clips claim any frame rate; the pacing keeps to 1 to 120 frames a second.
-static double frameDelay(double rate)
+static Clock::duration frameDelay(double rate)
 {
-    return rate > 0 ? 1.0 / std::clamp(rate, 1.0, 120.0) : 0.04;
+    const double seconds = rate > 0 ? 1.0 / std::clamp(rate, 1.0, 120.0) : 0.04;
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
 VTVideoController::VTVideoController(VTVideoSource* source, QObject* parent)
@@ -69,22 +73,15 @@ VTVideoController::~VTVideoController()
 
 bool VTVideoController::shouldQuit()
 {
-    if (!d->mutex.tryLock(100))
-        return false;
-    const bool quit = d->shouldQuit;
-    d->mutex.unlock();
-    return quit;
+    QMutexLocker locker(&d->mutex);
+    return d->shouldQuit;
 }
 
 void VTVideoController::setShouldQuit()
 {
-    {
-        QMutexLocker locker(&d->sleepMutex);
-        d->quitting = true;
-        d->sleeper.wakeAll();
-    }
     QMutexLocker locker(&d->mutex);
     d->shouldQuit = true;
+    d->wake.wakeAll();
 }
 
 VTVideoController::State VTVideoController::state()
@@ -95,9 +92,14 @@ VTVideoController::State VTVideoController::state()
 
 void VTVideoController::setState(State state)
 {
+    if (state == runningState) {
+        play();
+        return;
+    }
     {
         QMutexLocker locker(&d->mutex);
         d->state = state;
+        d->wake.wakeAll();
     }
     Q_EMIT stateChanged();
 }
@@ -109,57 +111,63 @@ void VTVideoController::pause()
 
 void VTVideoController::play()
 {
+    bool rewound = false;
     {
         QMutexLocker locker(&d->mutex);
         d->state = runningState;
-        if (d->source && d->position >= d->source->totalFrameCount())
-            setProgress(0.0);
+        // From the last frame of a clip read to its end, play starts over.
+        if (d->source && d->source->isLengthKnown() && d->position + 1 >= d->source->totalFrameCount()
+            && d->position > 0) {
+            d->position = 0;
+            d->shown = d->none;
+            d->source->setPlayhead(0);
+            rewound = true;
+        }
+        d->wake.wakeAll();
     }
     Q_EMIT stateChanged();
+    if (rewound)
+        Q_EMIT positionChanged();
 }
 
 unsigned long long VTVideoController::position() const
 {
+    QMutexLocker locker(&d->mutex);
     return d->position;
 }
 
 void VTVideoController::setPosition(unsigned long long p)
 {
-    if (d->source) {
-        // Never past the last decoded frame; before the first, at 0.
-        const unsigned long long loaded = d->source->loadedFrameCount();
-        p = loaded ? std::min(p, loaded - 1) : 0;
-    }
     {
         QMutexLocker locker(&d->mutex);
-        d->position = p;
-        d->shownPosition = p - 1;
+        d->position = d->clamped(p);
+        d->shown = d->none;
+        d->needFrame = true;
+        if (d->source)
+            d->source->setPlayhead(d->position);
+        d->wake.wakeAll();
     }
-    setNeedFrame(true);
     Q_EMIT positionChanged();
 }
 
 double VTVideoController::progress()
 {
-    const unsigned long long total = d->source ? d->source->totalFrameCount() : 0;
     QMutexLocker locker(&d->mutex);
-    const unsigned long long position = d->position;
-    return total == 0 ? 0.0 : double(position) / double(total);
+    const unsigned long long total = d->source ? d->source->totalFrameCount() : 0;
+    return total > 1 ? double(std::min(d->position, total - 1)) / double(total - 1) : 0.0;
 }
 
 void VTVideoController::setProgress(double f)
 {
     const unsigned long long total = d->source ? d->source->totalFrameCount() : 0;
-    setPosition((unsigned long long)(f * double(total)));
+    const double share = std::isnan(f) ? 0.0 : std::clamp(f, 0.0, 1.0);
+    setPosition(total ? (unsigned long long)(std::llround(share * double(total - 1))) : 0);
 }
 
 double VTVideoController::loadProgress()
 {
-    if (!d->source)
-        return 0.0;
-    // Both count one cache: 1 once anything is decoded, 0 before.
-    const unsigned long long total = d->source->totalFrameCount();
-    return total ? double(d->source->loadedFrameCount()) / double(total) : 0.0;
+    // 1 once a frame is decoded, 0 before.
+    return d->source && d->source->totalFrameCount() ? 1.0 : 0.0;
 }
 
 unsigned long long VTVideoController::frameCount()
@@ -192,6 +200,7 @@ void VTVideoController::setNeedFrame(bool needFrame)
 {
     QMutexLocker locker(&d->mutex);
     d->needFrame = needFrame;
+    d->wake.wakeAll();
 }
 
 void VTVideoController::setScrubbing(bool scrubbing)
@@ -221,34 +230,27 @@ QDateTime VTVideoController::lastFrameDisplayTime()
 VTVideoFrame VTVideoController::currentFrame()
 {
     QMutexLocker locker(&d->mutex);
-    if (!d->source)
-        return VTVideoFrame();
-    const unsigned long long position = d->position;
-    d->shownPosition = position;
-    return d->source->getFrame((unsigned int)(position));
+    return d->source ? d->source->getFrame(d->position) : VTVideoFrame();
 }
 
 VTVideoFrame VTVideoController::getFrame(unsigned long long n)
 {
-    QMutexLocker locker(&d->mutex);
-    return d->source ? d->source->getFrame((unsigned int)(n)) : VTVideoFrame();
+    return d->source ? d->source->getFrame(n) : VTVideoFrame();
 }
 
 bool VTVideoController::setSource(const QUrl& url)
 {
-    setNeedFrame(true);
-    streamEnded();
-    setPosition(0);
-    setState(stoppedState);
-    const bool ok = d->source && d->source->setSource(url);
-    if (ok) {
-        {
-            QMutexLocker locker(&d->mutex);
-            d->position = 0;
-        }
-        setNeedFrame(true);
+    {
+        QMutexLocker locker(&d->mutex);
+        d->state = stoppedState;
+        d->position = 0;
+        d->shown = d->none;
+        d->needFrame = true;
+        d->wake.wakeAll();
     }
-    return ok;
+    Q_EMIT stateChanged();
+    Q_EMIT positionChanged();
+    return d->source && d->source->setSource(url);
 }
 
 void VTVideoController::quit()
@@ -259,12 +261,9 @@ void VTVideoController::quit()
 
 void VTVideoController::streamEnded()
 {
-    // The end of decoding stops playback only where nothing is left to
-    // play: a clip decoded before its autoplay began plays on.
-    if (!isScrubbing() && position() >= frameCount())
-        setState(stoppedState);
-    Q_EMIT loadProgressChanged();
+    // The clip's length is known now; playback stops by itself on its last frame.
     setNeedFrame(true);
+    Q_EMIT loadProgressChanged();
 }
 
 void VTVideoController::sourceLoaded()
@@ -277,66 +276,61 @@ void VTVideoController::sourceLoaded()
 
 void VTVideoController::run()
 {
-    while (!shouldQuit()) {
-        if (!d->mutex.tryLock(100))
+    QMutexLocker locker(&d->mutex);
+    while (!d->shouldQuit) {
+        VTVideoSource* source = d->source;
+        if (!source) {
+            d->wake.wait(&d->mutex);
             continue;
-        if (d->state != stoppedState) {
-            if (!d->source->isFrameAvailable(d->position)) {
-                // Caught up with the decoder, or at the end: stop, do not
-                // wait. Before the first frame, playing waits for it.
-                if (d->source->loadedFrameCount() > 0 && d->source->totalFrameCount() >= d->position)
-                    pause();
-                d->mutex.unlock();
-                d->sleep(0.1);
+        }
+        const bool running = d->state == runningState;
+        if (running && d->shown == d->position) {
+            // The frame is up: move on after one frame period.
+            const Clock::time_point due = d->shownAt + frameDelay(source->frameRate());
+            const Clock::time_point now = Clock::now();
+            if (now < due) {
+                d->wake.wait(&d->mutex,
+                    QDeadlineTimer(std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1));
                 continue;
             }
-            d->needFrame = false;
-            d->mutex.unlock();
-            presentFrame();
+            const unsigned long long total = source->totalFrameCount();
+            if (d->position + 1 < total || !source->isLengthKnown()) {
+                ++d->position;
+                source->setPlayhead(d->position);
+            } else {
+                // The last frame of the clip stays.
+                d->state = stoppedState;
+                locker.unlock();
+                Q_EMIT stateChanged();
+                locker.relock();
+            }
             continue;
         }
-        if (d->needFrame && d->source->isFrameAvailable(d->position)) {
-            if (!d->source->getFrame(0).isNull())
-                d->needFrame = false;
-            presentFrame();
+        if ((running || d->needFrame) && source->isFrameAvailable(d->position)) {
+            d->needFrame = false;
+            d->shown = d->position;
+            d->shownAt = Clock::now();
+            d->lastFrameDisplayTime = QDateTime::currentDateTime();
+            locker.unlock();
+            Q_EMIT displayFrame();
+            Q_EMIT positionChanged();
+            locker.relock();
+            continue;
         }
-        d->mutex.unlock();
-        d->sleep(0.1);
+        if (running && source->isLengthKnown() && d->position >= source->totalFrameCount()) {
+            // Played on past what turned out to be the end.
+            d->position = d->clamped(d->position);
+            d->state = stoppedState;
+            locker.unlock();
+            Q_EMIT stateChanged();
+            Q_EMIT positionChanged();
+            locker.relock();
+            continue;
+        }
+        // Waiting for the decoder polls it briefly; a paused clip sleeps
+        // until something changes.
+        d->wake.wait(&d->mutex, QDeadlineTimer(running || d->needFrame ? 5 : 100));
     }
-}
-
-void VTVideoController::presentFrame()
-{
-    QMutexLocker locker(&d->mutex);
-    if (d->state != runningState) {
-        locker.unlock();
-        Q_EMIT displayFrame();
-        return;
-    }
-    const unsigned long long loaded = d->source->loadedFrameCount();
-    if (d->shownPosition == d->position && d->shownPosition >= loaded)
-        return;
-
-    const double delay = frameDelay(d->source->frameRate());
-    const double due = double(d->position - d->shownPosition) * delay;
-    const QDateTime now = QDateTime::currentDateTime();
-    const QDateTime last = lastFrameDisplayTime();
-    // Milliseconds scaled by a further 1000, as the pacing has always been
-    // computed: the wait ends up one frame period.
-    const double elapsed = (double(last.daysTo(now)) * 86400000.0 + double(last.time().msecsTo(now.time()))) * 1000.0;
-    const double wait = std::min(std::max(due - std::min(elapsed, due), delay), 1.0);
-
-    if (d->position < loaded) {
-        locker.unlock();
-        ++d->position;
-        Q_EMIT displayFrame();
-        Q_EMIT positionChanged();
-        setLastFrameDisplayTime(QDateTime::currentDateTime());
-    } else {
-        locker.unlock();
-    }
-    if (wait > 0)
-        d->sleep(wait);
 }
 
 } // namespace Vantles

@@ -16,11 +16,14 @@ class VTVideoSource;
 
 /**
  * Paces playback on a thread of its own: keeps the play state and the index
- * of the frame to show, and at the clip's frame rate advances the index and
- * emits displayFrame() for the item to fetch currentFrame(). It never
- * decodes; positioning, progress and scrubbing work on decoded frames.
+ * of the frame to show, and at the clip's frame rate (kept to 1 to 120 a
+ * second) advances the index and emits displayFrame() for the item to fetch
+ * currentFrame(). It never decodes: it moves the source's playhead, and
+ * waits for the frame there. Every wait is cut short by a change of state
+ * or position and by quitting. At the last frame of the clip playback stops
+ * there.
  *
- * Its lock is taken before the source's frame lock, never after.
+ * Its lock is taken before the source's locks, never after.
  */
 class VANTLES_EXPORT VTVideoController : public QThread {
     Q_OBJECT
@@ -41,14 +44,18 @@ public:
     State state();
     void setState(State state);
     void pause();
-    /// Plays; from the end of the decoded frames it starts over at frame 0.
+    /// Plays; from the last frame of the clip it starts over at frame 0, and
+    /// before the first frame is decoded it waits for it.
     void play();
     unsigned long long position() const;
-    /// Moves onto a decoded frame (the last one when @p p is past it).
+    /// Moves to frame @p p (the last one known when @p p is past it); a frame
+    /// not held is decoded again.
     void setPosition(unsigned long long p);
+    /// The position from 0 at the first frame to 1 at the last one known.
     double progress();
+    /// Moves to the frame at share @p f (clamped to 0..1) of the frames known.
     void setProgress(double f);
-    /// Decoded frames over total frames (both count the same cache).
+    /// 1 once a frame has been decoded, 0 before.
     double loadProgress();
     unsigned long long frameCount();
     double frameWidth() const;
@@ -65,7 +72,7 @@ public:
     VTVideoFrame getFrame(unsigned long long n);
     /// Stops, rewinds and queues @p url on the source.
     bool setSource(const QUrl& url);
-    /// Sets the quit flag and waits up to 10 s, then terminates and waits 10 s more.
+    /// Sets the quit flag and waits for the thread, which ends at once.
     void quit();
 
 Q_SIGNALS:
@@ -84,8 +91,6 @@ protected:
     void run() override;
 
 private:
-    void presentFrame();
-
     std::unique_ptr<VTVideoControllerPrivate> const d;
 };
 

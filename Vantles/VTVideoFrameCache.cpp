@@ -7,20 +7,21 @@ namespace Vantles {
 
 class VTVideoFrameCachePrivate {
 public:
-    static constexpr unsigned long long none = ~0ULL;
-
     QString path;
-    // Index of the last frame added; all ones while the cache is empty, so
-    // that length() is lastIndex + 1 in unsigned arithmetic.
-    unsigned long long lastIndex = none;
+    qint64 budget = VTVideoFrameCache::defaultBudget;
+    qint64 bytes = 0;
+    qint64 lastFrameBytes = 0;
+    // The index of frames.first().
+    unsigned long long first = 0;
     QList<VTVideoFrame> frames;
 };
 
-VTVideoFrameCache::VTVideoFrameCache(const QString& path)
+VTVideoFrameCache::VTVideoFrameCache(const QString& path, qint64 budget)
     : QObject(nullptr)
     , d(new VTVideoFrameCachePrivate)
 {
     d->path = path;
+    d->budget = qMax<qint64>(budget, 0);
 }
 
 VTVideoFrameCache::~VTVideoFrameCache() = default;
@@ -33,23 +34,56 @@ QString VTVideoFrameCache::path() const
 void VTVideoFrameCache::addFrame(const VTVideoFrame& frame)
 {
     d->frames.append(frame);
-    ++d->lastIndex;
+    d->lastFrameBytes = frame.sizeInBytes();
+    d->bytes += d->lastFrameBytes;
 }
 
 VTVideoFrame VTVideoFrameCache::frame(unsigned long long index)
 {
-    if (d->lastIndex < index)
+    if (index < d->first || index - d->first >= static_cast<unsigned long long>(d->frames.size()))
         return VTVideoFrame();
-    // Only an empty cache gets here out of range; fail loudly in every build
-    // rather than read past the list.
-    if (index >= static_cast<unsigned long long>(d->frames.size()))
-        qFatal("VTVideoFrameCache::frame: index out of range");
-    return d->frames[qsizetype(index)];
+    return d->frames.at(qsizetype(index - d->first));
 }
 
 unsigned long long VTVideoFrameCache::length()
 {
-    return d->lastIndex + 1;
+    return d->first + static_cast<unsigned long long>(d->frames.size());
+}
+
+unsigned long long VTVideoFrameCache::first() const
+{
+    return d->first;
+}
+
+qint64 VTVideoFrameCache::budget() const
+{
+    return d->budget;
+}
+
+qint64 VTVideoFrameCache::bytes() const
+{
+    return d->bytes;
+}
+
+bool VTVideoFrameCache::isFull() const
+{
+    return !d->frames.isEmpty() && d->bytes + d->lastFrameBytes > d->budget;
+}
+
+void VTVideoFrameCache::dropBefore(unsigned long long index)
+{
+    while (!d->frames.isEmpty() && d->first < index) {
+        d->bytes -= d->frames.first().sizeInBytes();
+        d->frames.removeFirst();
+        ++d->first;
+    }
+}
+
+void VTVideoFrameCache::restartAt(unsigned long long index)
+{
+    d->frames.clear();
+    d->bytes = 0;
+    d->first = index;
 }
 
 } // namespace Vantles

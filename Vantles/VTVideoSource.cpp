@@ -4,27 +4,40 @@
 
 #include "VTVideoFrameCache.h"
 
+#include <QMutex>
 #include <QMutexLocker>
-#include <QRecursiveMutex>
 #include <QWaitCondition>
 
 namespace Vantles {
 
 class VTVideoSourcePrivate {
 public:
+    // Playheads this far past the last frame decoded are sought rather than
+    // decoded up to.
+    static constexpr unsigned long long seekDistance = 32;
+    static constexpr unsigned long long none = ~0ULL;
+
     QUrl source;
     bool shouldQuit = false;
     VTVideoSource::Action action = VTVideoSource::idleAction;
-    mutable QRecursiveMutex frameMutex;
-    mutable QRecursiveMutex stateMutex;
+    qint64 budget = VTVideoFrameCache::defaultBudget;
+    QSize targetSize;
+    mutable QMutex stateMutex;
     QList<VTVideoSourceChange*> changes;
+
+    mutable QMutex frameMutex;
     VTVideoFrameCache* cache = nullptr;
-    // Looked up before a cache is made, but nothing enters caches into it:
-    // every source set up gets a fresh cache.
-    QMap<QString, VTVideoFrameCache*> caches;
-    // Wakes an idle run loop as soon as there is something to do, so a clip
-    // set on an idle source starts decoding at once. Taken alone, or inside
-    // the state lock, never the other way round.
+    unsigned long long playhead = 0;
+    // The clip's length once decoding has reached its end; kept when the
+    // frames are decoded again.
+    unsigned long long length = 0;
+    bool lengthKnown = false;
+    // The position change queued last, so that a playhead waiting for it
+    // does not queue it again.
+    unsigned long long seeking = none;
+
+    // Wakes an idle or waiting run loop as soon as there is something to do.
+    // Taken alone, or inside one of the other locks, never the other way round.
     QMutex wakeMutex;
     QWaitCondition wake;
     bool wakePending = false;
@@ -34,6 +47,13 @@ public:
         QMutexLocker locker(&wakeMutex);
         wakePending = true;
         wake.wakeAll();
+    }
+
+    void queue(VTVideoSourceChange* change)
+    {
+        QMutexLocker locker(&stateMutex);
+        changes.append(change);
+        wakeUp();
     }
 
     ~VTVideoSourcePrivate()
@@ -74,7 +94,7 @@ VTVideoSource::~VTVideoSource()
 bool VTVideoSource::setSource(const QUrl& url)
 {
     QMutexLocker locker(&d->stateMutex);
-    if (!url.isValid() || url == d->source)
+    if ((!url.isEmpty() && !url.isValid()) || url == d->source)
         return false;
     d->changes.append(new VTVideoSourceSourceChange(url));
     d->wakeUp();
@@ -106,6 +126,53 @@ void VTVideoSource::clearChanges()
     QMutexLocker locker(&d->stateMutex);
     qDeleteAll(d->changes);
     d->changes.clear();
+}
+
+void VTVideoSource::setMemoryBudget(qint64 bytes)
+{
+    QMutexLocker locker(&d->stateMutex);
+    d->budget = qMax<qint64>(bytes, 0);
+}
+
+qint64 VTVideoSource::memoryBudget() const
+{
+    QMutexLocker locker(&d->stateMutex);
+    return d->budget;
+}
+
+void VTVideoSource::setTargetSize(const QSize& size)
+{
+    QMutexLocker locker(&d->stateMutex);
+    d->targetSize = size;
+}
+
+QSize VTVideoSource::targetSize() const
+{
+    QMutexLocker locker(&d->stateMutex);
+    return d->targetSize;
+}
+
+void VTVideoSource::setPlayhead(unsigned long long index)
+{
+    bool seek = false;
+    {
+        QMutexLocker locker(&d->frameMutex);
+        d->playhead = index;
+        if (!d->cache || d->cache->path().isEmpty())
+            return;
+        const unsigned long long first = d->cache->first();
+        const unsigned long long next = d->cache->length();
+        // Behind the window or far ahead of the decoder: decode from there.
+        const bool ahead = index >= next && index - next >= d->seekDistance;
+        if ((index < first || ahead) && index != d->seeking && (!d->lengthKnown || index < d->length)) {
+            d->seeking = index;
+            seek = true;
+        }
+    }
+    if (seek)
+        d->queue(new VTVideoSourcePositionChange(index));
+    else
+        d->wakeUp();
 }
 
 void VTVideoSource::close()
@@ -153,48 +220,74 @@ void VTVideoSource::processActionQueue()
 void VTVideoSource::setupSource()
 {
     QString key;
+    qint64 budget;
     {
         QMutexLocker locker(&d->stateMutex);
         key = d->source.toString();
+        budget = d->budget;
     }
-    bool reused = false;
     {
+        // The old frames go at once, also when no clip follows.
         QMutexLocker locker(&d->frameMutex);
-        if (VTVideoFrameCache* cache = d->caches.value(key)) {
-            d->cache = cache;
-            reused = true;
-        } else {
-            delete d->cache;
-            d->cache = new VTVideoFrameCache(key);
-        }
+        delete d->cache;
+        d->cache = new VTVideoFrameCache(key, budget);
+        d->playhead = 0;
+        d->length = 0;
+        d->lengthKnown = false;
+        d->seeking = d->none;
     }
-    if (!reused) {
-        bool empty;
-        {
-            QMutexLocker locker(&d->stateMutex);
-            empty = d->source.isEmpty();
-        }
-        setAction(empty ? idleAction : decodeAction);
-    }
+    setAction(key.isEmpty() ? idleAction : decodeAction);
     Q_EMIT sourceChanged();
 }
 
 void VTVideoSource::pushFrame(const VTVideoFrame& frame)
 {
+    {
+        QMutexLocker locker(&d->frameMutex);
+        if (!d->cache)
+            return;
+        if (d->cache->isFull())
+            d->cache->dropBefore(d->playhead);
+        d->cache->addFrame(frame);
+        if (d->seeking != d->none && !d->cache->frame(d->seeking).isNull())
+            d->seeking = d->none;
+    }
+    Q_EMIT frameReady();
+}
+
+bool VTVideoSource::isCacheFull()
+{
+    QMutexLocker locker(&d->frameMutex);
+    if (!d->cache || !d->cache->isFull())
+        return false;
+    d->cache->dropBefore(d->playhead);
+    return d->cache->isFull();
+}
+
+void VTVideoSource::restartCacheAt(unsigned long long index)
+{
     QMutexLocker locker(&d->frameMutex);
     if (d->cache)
-        d->cache->addFrame(frame);
+        d->cache->restartAt(index);
+}
+
+unsigned long long VTVideoSource::firstFrameIndex()
+{
+    QMutexLocker locker(&d->frameMutex);
+    return d->cache ? d->cache->first() : 0;
 }
 
 bool VTVideoSource::isFrameAvailable(unsigned long long index)
 {
     QMutexLocker locker(&d->frameMutex);
-    return d->cache && d->cache->length() > index;
+    return d->cache && !d->cache->frame(index).isNull();
 }
 
 unsigned long long VTVideoSource::totalFrameCount()
 {
     QMutexLocker locker(&d->frameMutex);
+    if (d->lengthKnown)
+        return d->length;
     return d->cache ? d->cache->length() : 0;
 }
 
@@ -204,12 +297,16 @@ unsigned long long VTVideoSource::loadedFrameCount()
     return d->cache ? d->cache->length() : 0;
 }
 
-VTVideoFrame VTVideoSource::getFrame(unsigned int index)
+bool VTVideoSource::isLengthKnown()
 {
     QMutexLocker locker(&d->frameMutex);
-    if (d->cache && index < d->cache->length())
-        return d->cache->frame(index);
-    return VTVideoFrame();
+    return d->lengthKnown;
+}
+
+VTVideoFrame VTVideoSource::getFrame(unsigned long long index)
+{
+    QMutexLocker locker(&d->frameMutex);
+    return d->cache ? d->cache->frame(index) : VTVideoFrame();
 }
 
 bool VTVideoSource::shouldQuit() const
@@ -237,7 +334,18 @@ void VTVideoSource::waitForChange(unsigned long ms)
 
 void VTVideoSource::notifyStreamEnded()
 {
-    Q_EMIT streamEnded();
+    bool first;
+    {
+        QMutexLocker locker(&d->frameMutex);
+        first = !d->lengthKnown;
+        if (d->cache) {
+            d->length = qMax(d->length, d->cache->length());
+            d->lengthKnown = true;
+        }
+    }
+    // Reported once per clip, not again after decoding it anew.
+    if (first)
+        Q_EMIT streamEnded();
 }
 
 void VTVideoSource::quit()
@@ -247,6 +355,23 @@ void VTVideoSource::quit()
 }
 
 } // namespace Vantles
+
+VTVideoSourcePositionChange::VTVideoSourcePositionChange(unsigned long long position)
+    : VTVideoSourceChange(Vantles::VTVideoSource::decodeAction)
+    , m_position(position)
+{
+}
+
+int VTVideoSourcePositionChange::type() const
+{
+    return 2;
+}
+
+void VTVideoSourcePositionChange::apply(Vantles::VTVideoSource* source)
+{
+    source->changeSetPosition(m_position);
+    source->changeSetAction(Vantles::VTVideoSource::Action(m_action));
+}
 
 VTVideoSourceSourceChange::VTVideoSourceSourceChange(const QUrl& url)
     : VTVideoSourceChange(Vantles::VTVideoSource::loadAction)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QList>
-#include <QMap>
+#include <QSize>
 #include <QThread>
 #include <QUrl>
 
@@ -34,9 +34,14 @@ protected:
  * post to it; its run loop (in the concrete source) applies one change per
  * pass and carries out the current action.
  *
- * Two recursive locks: the state lock guards the source URL, the quit flag,
- * the action and the change queue; the frame lock guards the cache. No
- * operation holds both.
+ * The cache keeps to a memory budget: when it is full the producer waits
+ * until playback moves on (setPlayhead()) and frees the frames before the
+ * playhead; a playhead outside the frames held queues a position change,
+ * which decodes again from there.
+ *
+ * Two plain locks: the state lock guards the source URL, the quit flag, the
+ * action, the change queue and the sizes; the frame lock guards the cache.
+ * No operation holds both.
  */
 class VANTLES_EXPORT VTVideoSource : public QThread {
     Q_OBJECT
@@ -56,8 +61,9 @@ public:
     /// Stops the thread (see quit()).
     ~VTVideoSource() override;
 
-    /// Queues a change to @p url; false (and nothing queued) when the URL is
-    /// invalid or already the current one. Any thread.
+    /// Queues a change to @p url, or to no clip for an empty URL (which
+    /// frees the frames); false (and nothing queued) when the URL is invalid
+    /// or already the current one. Any thread.
     bool setSource(const QUrl& url);
     QUrl source() const;
     /// Queues an action; only for the source's own thread.
@@ -66,10 +72,23 @@ public:
     /// Deletes every pending change.
     void clearChanges();
 
+    /// The bytes the frames of the next source may take. Any thread.
+    void setMemoryBudget(qint64 bytes);
+    qint64 memoryBudget() const;
+    /// The size frames are shown at, in device pixels; frames are converted
+    /// no larger (and never above the clip's own size). Empty for the clip's
+    /// size. Any thread.
+    void setTargetSize(const QSize& size);
+    QSize targetSize() const;
+    /// Where playback is: frames before it may be freed, and a playhead
+    /// outside the frames held has them decoded again from there. Any thread.
+    void setPlayhead(unsigned long long index);
+
     virtual void close();
     virtual bool isOpen() = 0;
     virtual double getTime() = 0;
     virtual void changeSetAction(Action action);
+    /// Makes the frame at @p position the next one decoded.
     virtual void changeSetPosition(unsigned long long position) = 0;
     virtual void changeSetSource(const QUrl& url);
     virtual double duration() = 0;
@@ -87,21 +106,32 @@ public:
     void setupSource();
 
     void pushFrame(const VTVideoFrame& frame);
+    /// True when the cache is full and the playhead has not moved on.
+    bool isCacheFull();
+    /// Drops the frames held; the next one pushed gets @p index.
+    void restartCacheAt(unsigned long long index);
+    /// The index of the first frame held.
+    unsigned long long firstFrameIndex();
     bool isFrameAvailable(unsigned long long index);
-    /// Both count the frames decoded so far.
+    /// The frames of the clip once it has been decoded to its end, until then
+    /// one past the last frame decoded.
     unsigned long long totalFrameCount();
+    /// One past the last frame decoded.
     unsigned long long loadedFrameCount();
-    /// The frame at @p index, or a null frame when it is not decoded yet.
-    VTVideoFrame getFrame(unsigned int index);
+    /// True once the end of the clip has been reached, so that
+    /// totalFrameCount() is the clip's length.
+    bool isLengthKnown();
+    /// The frame at @p index, or a null frame when it is not held.
+    VTVideoFrame getFrame(unsigned long long index);
 
     bool shouldQuit() const;
     void setShouldQuit();
-    /// Sleeps up to @p ms, or until another thread queues a change or asks
-    /// the source to quit; for the idle pass of the run loop.
+    /// Sleeps up to @p ms, or until another thread queues a change, moves
+    /// the playhead or asks the source to quit.
     void waitForChange(unsigned long ms);
     void notifyStreamEnded();
-    /// Sets the quit flag and waits up to 10 s for the thread, then
-    /// terminates it and waits 10 s more.
+    /// Sets the quit flag and waits for the thread, which ends within one
+    /// decoding step.
     void quit();
 
 Q_SIGNALS:
@@ -121,6 +151,17 @@ private:
 };
 
 } // namespace Vantles
+
+/// A request posted to a source's thread: decode from another frame.
+class VANTLES_EXPORT VTVideoSourcePositionChange : public Vantles::VTVideoSourceChange {
+public:
+    explicit VTVideoSourcePositionChange(unsigned long long position);
+    int type() const override;
+    void apply(Vantles::VTVideoSource* source) override;
+
+private:
+    unsigned long long m_position;
+};
 
 /// A request posted to a source's thread: load another URL.
 class VANTLES_EXPORT VTVideoSourceSourceChange : public Vantles::VTVideoSourceChange {

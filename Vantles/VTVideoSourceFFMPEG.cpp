@@ -1,10 +1,11 @@
 #include "VTVideoSourceFFMPEG.h"
 
 #include <QDebug>
-#include <QFileInfo>
+#include <QMutex>
 #include <QMutexLocker>
-#include <QRecursiveMutex>
 #include <QRegularExpression>
+
+#include <cmath>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -18,6 +19,8 @@ namespace Vantles {
 
 static bool VTVideoSourceFFMPEGInitialized = false;
 
+// The FFmpeg state is used by the source's thread alone (and by the
+// destructor once that has ended); the lock guards what other threads read.
 class VTVideoSourceFFMPEGPrivate {
 public:
     explicit VTVideoSourceFFMPEGPrivate(VTVideoSourceFFMPEG* q)
@@ -34,10 +37,18 @@ public:
     bool load();
     bool readFrame();
     void close();
-    double synchronizeVideo(double pts);
     // Reports @p message (with the path for %1) and FFmpeg's @p error, and
     // closes the media.
     bool fail(const char* message, int error = 0);
+    // The size frames are converted to: at most the target size and an
+    // eighth of the budget, keeping the clip's proportions.
+    QSize outputSize() const;
+    // The largest reduction of the decoder's own (where it has one) that
+    // still gives pictures of at least outputSize().
+    int wantedLowres() const;
+    // The index in the clip of the picture in frame.
+    unsigned long long pictureIndex();
+    bool convert(VTVideoFrame* image);
 
     VTVideoSourceFFMPEG* q;
     QString path;
@@ -45,27 +56,31 @@ public:
     AVCodecContext* codecContext = nullptr;
     const AVCodec* codec = nullptr;
     AVFrame* frame = nullptr;
-    // Describes the planes of the frame being converted into: the image's own.
     AVStream* videoStream = nullptr;
     AVPacket* packet = nullptr;
     int videoStreamIndex = -1;
     SwsContext* swsContext = nullptr;
-    double videoClock = 0.0;
-    bool seekRequested = false;
-    int64_t seekTarget = 0;
+    int lowres = 0;
+    // The index the next picture gets when it is not taken from its time,
+    // and the first index wanted after a change of position.
+    unsigned long long nextIndex = 0;
+    unsigned long long skipTo = 0;
+    bool indexFromTime = false;
+    // The decoder has been sent the end of the stream and is giving back
+    // the pictures it still holds.
+    bool draining = false;
+    QSize converted; // the size of the frames in the cache
+    QSize target; // the target size they were converted for
+
+    mutable QMutex mutex;
+    bool open = false;
     double progress = 0.0;
     double duration = 0.0;
     double timeBase = 0.0;
     double frameRate = 0.0;
-    int seekFlags = 0;
-    bool ended = false;
-    // The decoder has been sent the end of the stream and is giving back
-    // the pictures it still holds.
-    bool draining = false;
-    // The last known picture size; kept after the media is closed.
+    // The clip's picture size; kept after the media is closed.
     int width = 200;
     int height = 150;
-    mutable QRecursiveMutex mutex;
 };
 
 static double toDouble(AVRational r)
@@ -90,24 +105,63 @@ bool VTVideoSourceFFMPEGPrivate::fail(const char* message, int error)
     return false;
 }
 
+QSize VTVideoSourceFFMPEGPrivate::outputSize() const
+{
+    QSize size;
+    {
+        QMutexLocker locker(&mutex);
+        size = QSize(width, height);
+    }
+    const QSize bound = q->targetSize();
+    if (!bound.isEmpty() && (size.width() > bound.width() || size.height() > bound.height()))
+        size = size.scaled(bound, Qt::KeepAspectRatio);
+    // One frame takes at most an eighth of the budget, so that a window of
+    // frames fits whatever the clip's size.
+    const double pixels = double(q->memoryBudget()) / 8.0 / 3.0;
+    const double area = double(size.width()) * double(size.height());
+    if (area > pixels) {
+        const double factor = std::sqrt(pixels / area);
+        size = QSize(int(size.width() * factor), int(size.height() * factor));
+    }
+    return size.expandedTo(QSize(1, 1));
+}
+
+int VTVideoSourceFFMPEGPrivate::wantedLowres() const
+{
+    if (!codec || !videoStream)
+        return 0;
+    const QSize wanted = outputSize();
+    const int w = videoStream->codecpar->width, h = videoStream->codecpar->height;
+    int level = 0;
+    while (level < codec->max_lowres && (w >> (level + 1)) >= wanted.width() && (h >> (level + 1)) >= wanted.height())
+        ++level;
+    return level;
+}
+
 bool VTVideoSourceFFMPEGPrivate::load()
 {
     close();
-    QMutexLocker locker(&mutex);
-
     formatContext = avformat_alloc_context();
     if (const int error = avformat_open_input(&formatContext, path.toUtf8().constData(), nullptr, nullptr); error < 0)
         return fail("Could not open media at: %1", error);
     if (const int error = avformat_find_stream_info(formatContext, nullptr); error < 0)
         return fail("Could not find any stream information in media at: %1", error);
 
-    videoStreamIndex = -1;
     const AVCodec* found = nullptr;
     videoStreamIndex = av_find_best_stream(formatContext, AVMEDIA_TYPE_VIDEO, -1, -1, &found, 0);
     if (videoStreamIndex < 0 || !found)
         return fail("Could not find a video stream in %1");
     codec = found;
     videoStream = formatContext->streams[videoStreamIndex];
+    {
+        QMutexLocker locker(&mutex);
+        width = qMax(videoStream->codecpar->width, 1);
+        height = qMax(videoStream->codecpar->height, 1);
+        duration = videoStream->duration != AV_NOPTS_VALUE
+            ? double(videoStream->duration) * toDouble(videoStream->time_base)
+            : double(formatContext->duration) / AV_TIME_BASE;
+        frameRate = toDouble(videoStream->r_frame_rate);
+    }
 
     codecContext = avcodec_alloc_context3(codec);
     if (codecContext) {
@@ -115,8 +169,12 @@ bool VTVideoSourceFFMPEGPrivate::load()
         // threads of the decoder's on top of it, for every clip shown.
         codecContext->thread_count = 1;
     }
-    if (!codecContext || avcodec_parameters_to_context(codecContext, videoStream->codecpar) < 0
-        || avcodec_open2(codecContext, codec, nullptr) < 0)
+    if (!codecContext || avcodec_parameters_to_context(codecContext, videoStream->codecpar) < 0)
+        return fail("Could not open codec for stream in: %1");
+    // A huge picture shown small is decoded small where the decoder can.
+    lowres = wantedLowres();
+    codecContext->lowres = lowres;
+    if (avcodec_open2(codecContext, codec, nullptr) < 0)
         return fail("Could not open codec for stream in: %1");
 
     frame = av_frame_alloc();
@@ -124,29 +182,26 @@ bool VTVideoSourceFFMPEGPrivate::load()
         return fail("Could not allocate original frame in %1");
     if (!packet)
         packet = av_packet_alloc();
-
-    // RGB32 is the layout of QImage::Format_RGB32, so pictures are converted
-    // straight into the frame's own pixels.
-    swsContext = sws_getCachedContext(swsContext, codecContext->width, codecContext->height, codecContext->pix_fmt,
-        codecContext->width, codecContext->height, AV_PIX_FMT_RGB32, SWS_BICUBIC, nullptr, nullptr, nullptr);
-    if (!swsContext || !packet)
+    if (!packet)
         return fail("Could not get a swscale context for %1");
-
-    width = codecContext->width;
-    height = codecContext->height;
-    duration = videoStream->duration != AV_NOPTS_VALUE
-        ? double(videoStream->duration) * toDouble(videoStream->time_base)
-        : double(formatContext->duration) / AV_TIME_BASE;
-    timeBase = toDouble(codecContext->time_base);
-    frameRate = toDouble(videoStream->r_frame_rate);
-    ended = false;
+    {
+        QMutexLocker locker(&mutex);
+        timeBase = toDouble(codecContext->time_base);
+        open = true;
+    }
+    nextIndex = 0;
+    skipTo = 0;
+    indexFromTime = false;
     draining = false;
     return true;
 }
 
 void VTVideoSourceFFMPEGPrivate::close()
 {
-    QMutexLocker locker(&mutex);
+    {
+        QMutexLocker locker(&mutex);
+        open = false;
+    }
     av_frame_free(&frame);
     avcodec_free_context(&codecContext);
     codec = nullptr;
@@ -157,74 +212,86 @@ void VTVideoSourceFFMPEGPrivate::close()
     videoStream = nullptr;
 }
 
-double VTVideoSourceFFMPEGPrivate::synchronizeVideo(double pts)
+unsigned long long VTVideoSourceFFMPEGPrivate::pictureIndex()
 {
-    QMutexLocker locker(&mutex);
-    if (pts != 0.0)
-        videoClock = pts;
-    else
-        pts = videoClock;
-    const double frameDelay = frameRate > 0 ? 1.0 / frameRate : 0.0;
-    // Pictures converted here never repeat a field, so the clock moves by
-    // exactly one frame period.
-    videoClock = pts + frameDelay;
-    return pts;
+    const int64_t pts = frame->best_effort_timestamp;
+    double rate;
+    {
+        QMutexLocker locker(&mutex);
+        rate = frameRate;
+    }
+    if (indexFromTime && pts != AV_NOPTS_VALUE && rate > 0) {
+        const int64_t start = videoStream->start_time != AV_NOPTS_VALUE ? videoStream->start_time : 0;
+        const double index = std::round(double(pts - start) * toDouble(videoStream->time_base) * rate);
+        if (index >= 0 && index < 9e18) {
+            nextIndex = (unsigned long long)(index);
+            // Timestamps place the first picture after a seek; the ones after
+            // it follow in order, as when decoding from the start. One that
+            // lands past the position is taken as the frame there.
+            if (nextIndex >= skipTo) {
+                indexFromTime = false;
+                nextIndex = skipTo;
+            }
+        }
+    }
+    return nextIndex++;
+}
+
+bool VTVideoSourceFFMPEGPrivate::convert(VTVideoFrame* image)
+{
+    const QSize size = outputSize();
+    // swscale's vector code writes whole blocks of pixels: with rows of
+    // width * 3 bytes it garbles the last pixels of a row whose width is not
+    // a multiple of the block, and it writes past the end of the last row.
+    // Rows of 32-pixel multiples, in 64-byte multiples, with one row to
+    // spare, in a buffer of av_malloc()'s alignment, come out right.
+    const qsizetype stride = ((qsizetype(size.width()) + 31) / 32 * 32 * 3 + 63) / 64 * 64;
+    auto pixels = static_cast<uchar*>(av_malloc(size_t(stride) * size_t(size.height() + 1)));
+    if (!pixels)
+        return false;
+    *image = VTVideoFrame(QImage(pixels, size.width(), size.height(), stride, QImage::Format_RGB888,
+                              [](void* data) { av_free(data); }, pixels),
+        0);
+    swsContext = sws_getCachedContext(swsContext, frame->width, frame->height, AVPixelFormat(frame->format),
+        size.width(), size.height(), AV_PIX_FMT_RGB24, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    if (!swsContext)
+        return false;
+    uint8_t* planes[4] = { pixels, nullptr, nullptr, nullptr };
+    const int strides[4] = { int(stride), 0, 0, 0 };
+    sws_scale(swsContext, frame->data, frame->linesize, 0, frame->height, planes, strides);
+    converted = size;
+    return true;
 }
 
 bool VTVideoSourceFFMPEGPrivate::readFrame()
 {
     for (;;) {
-        QMutexLocker locker(&mutex);
-        if (!formatContext) {
-            locker.unlock();
-            if (q->action() != VTVideoSource::idleAction)
-                q->setAction(VTVideoSource::idleAction);
+        if (!formatContext)
             return false;
-        }
 
         const int received = avcodec_receive_frame(codecContext, frame);
         if (received == 0) {
-            // swscale's vector code writes whole blocks: with rows of
-            // width * 4 bytes it garbles the last pixels of a row whose size
-            // is not a multiple of the block. Rows of 64-byte multiples in a
-            // buffer of av_malloc()'s alignment come out right.
-            const qsizetype stride = (qsizetype(frame->width) * 4 + 63) / 64 * 64;
-            auto pixels = static_cast<uchar*>(av_malloc(size_t(stride) * size_t(qMax(frame->height, 0))));
+            const unsigned long long index = pictureIndex();
             VTVideoFrame image;
-            if (pixels) {
-                image = VTVideoFrame(QImage(pixels, frame->width, frame->height, stride, QImage::Format_RGB32,
-                                         [](void* data) { av_free(data); }, pixels),
-                    0);
-            }
-            swsContext = sws_getCachedContext(swsContext, frame->width, frame->height, AVPixelFormat(frame->format),
-                frame->width, frame->height, AV_PIX_FMT_RGB32, SWS_BICUBIC, nullptr, nullptr, nullptr);
-            bool converted = false;
-            if (swsContext && !image.isNull()) {
-                uint8_t* planes[4] = { pixels, nullptr, nullptr, nullptr };
-                const int strides[4] = { int(stride), 0, 0, 0 };
-                sws_scale(swsContext, frame->data, frame->linesize, 0, frame->height, planes, strides);
-                converted = true;
-            }
+            const bool converted = index >= skipTo && convert(&image);
             av_frame_unref(frame);
-            locker.unlock();
             if (!converted)
                 continue;
-
-            const double pts = synchronizeVideo(0.0);
-            locker.relock();
-            progress = duration > 0 ? pts / duration : 0.0;
-            locker.unlock();
-            image.timestamp = pts;
+            double rate;
+            {
+                QMutexLocker locker(&mutex);
+                rate = frameRate;
+                image.timestamp = rate > 0 ? double(index) / rate : 0.0;
+                progress = duration > 0 ? qMin(image.timestamp / duration, 1.0) : 0.0;
+            }
             q->pushFrame(image);
             return true;
         }
         if (received == AVERROR_EOF || draining) {
-            // Every picture is out: the clip is complete in the cache.
-            ended = true;
-            locker.unlock();
+            // Every picture is out: the rest of the clip is in the cache.
             close();
             q->notifyStreamEnded();
-            continue;
+            return false;
         }
 
         const int read = av_read_frame(formatContext, packet);
@@ -260,14 +327,13 @@ VTVideoSourceFFMPEG::~VTVideoSourceFFMPEG()
 
 void VTVideoSourceFFMPEG::close()
 {
-    d->close();
     VTVideoSource::close();
 }
 
 bool VTVideoSourceFFMPEG::isOpen()
 {
     QMutexLocker locker(&d->mutex);
-    return d->formatContext != nullptr;
+    return d->open;
 }
 
 double VTVideoSourceFFMPEG::getTime()
@@ -277,22 +343,31 @@ double VTVideoSourceFFMPEG::getTime()
 
 void VTVideoSourceFFMPEG::changeSetPosition(unsigned long long position)
 {
-    {
-        QMutexLocker locker(&d->mutex);
-        if (d->videoStream && d->formatContext && d->frameRate > 0) {
-            const double seconds = double(position) / d->frameRate;
-            const double oldClock = d->videoClock;
-            d->videoClock = seconds;
-            const int flags = oldClock > seconds ? AVSEEK_FLAG_BACKWARD : 0;
-            const double streamTimeBase = toDouble(d->videoStream->time_base);
-            const auto target = int64_t(streamTimeBase > 0 ? d->videoClock / streamTimeBase : 0);
-            av_seek_frame(d->formatContext, d->videoStreamIndex, target, flags);
+    if (d->path.isEmpty())
+        return;
+    const bool reopen = !d->formatContext || d->lowres != d->wantedLowres();
+    if (reopen && !d->load())
+        return;
+    restartCacheAt(position);
+    d->skipTo = position;
+    d->draining = false;
+    d->target = targetSize();
+    if (position > 0 || !reopen) {
+        // Back to the key frame before the position; the pictures up to it
+        // are decoded and dropped.
+        const double rate = frameRate();
+        const double streamTimeBase = toDouble(d->videoStream->time_base);
+        const int64_t start = d->videoStream->start_time != AV_NOPTS_VALUE ? d->videoStream->start_time : 0;
+        const auto timestamp
+            = int64_t(rate > 0 && streamTimeBase > 0 ? double(position) / rate / streamTimeBase : 0) + start;
+        if (av_seek_frame(d->formatContext, d->videoStreamIndex, timestamp, AVSEEK_FLAG_BACKWARD) >= 0) {
             avcodec_flush_buffers(d->codecContext);
-            d->ended = false;
-            d->draining = false;
+            d->indexFromTime = true;
+        } else if (!d->load()) {
+            return;
         } else {
-            d->videoClock = 0.0;
-            d->progress = 0;
+            // Counted from the start.
+            d->skipTo = position;
         }
     }
     Q_EMIT positionChanged();
@@ -342,20 +417,16 @@ double VTVideoSourceFFMPEG::progress()
 bool VTVideoSourceFFMPEG::loadSource()
 {
     const QUrl url = source();
+    d->close();
+    d->path = url.toLocalFile();
+    // A fresh cache also for no clip: the old frames go.
+    setupSource();
     if (url.isEmpty()) {
-        {
-            QMutexLocker locker(&d->mutex);
-            d->path = QString();
-        }
         setAction(idleAction);
-        close();
         return false;
     }
-    setupSource();
-    {
-        QMutexLocker locker(&d->mutex);
-        d->path = url.toLocalFile();
-    }
+    d->target = targetSize();
+    d->converted = QSize();
     if (d->load()) {
         const bool loaded = VTVideoSource::loadSource();
         setAction(decodeAction);
@@ -369,6 +440,14 @@ void VTVideoSourceFFMPEG::run()
 {
     while (!shouldQuit()) {
         processActionQueue();
+        // Shown larger than the frames held were made for: make them again.
+        if (const QSize target = targetSize(); target != d->target && !d->path.isEmpty()) {
+            d->target = target;
+            const QSize wanted = d->outputSize();
+            if (d->converted.isValid()
+                && (wanted.width() > d->converted.width() || wanted.height() > d->converted.height()))
+                changeSetPosition(firstFrameIndex());
+        }
         switch (action()) {
         case stopAction:
             return;
@@ -376,22 +455,14 @@ void VTVideoSourceFFMPEG::run()
             loadSource();
             break;
         case closeAction:
-            close();
+            d->close();
             setAction(idleAction);
             break;
-        case seekAction: {
-            QMutexLocker locker(&d->mutex);
-            if (d->formatContext) {
-                av_seek_frame(d->formatContext, d->videoStreamIndex, d->seekTarget, d->seekFlags);
-                d->seekRequested = false;
-            } else {
-                locker.unlock();
-                setAction(idleAction);
-            }
-            break;
-        }
+        case seekAction:
         case decodeAction:
-            if (!d->readFrame())
+            if (isCacheFull())
+                waitForChange(100);
+            else if (!d->readFrame())
                 setAction(idleAction);
             break;
         case idleAction:

@@ -11,11 +11,14 @@ class VTVideoSourceFFMPEGPrivate;
 
 /**
  * Decodes the first video stream of a local media file with FFmpeg on its
- * own thread, as fast as it can, into RGB32 frames in the source's cache.
- * Frame n carries the time n / frame rate. At the end of the stream the
- * media is closed and streamEnded() is emitted; the frames stay.
+ * own thread (and no decoder threads besides), as fast as the cache's budget
+ * lets it, into RGB888 frames no larger than the target size. Frame n
+ * carries the time n / frame rate. At the end of the stream the media is
+ * closed and streamEnded() is emitted; the frames stay, and a position
+ * outside them opens the media again and seeks.
  *
- * Files that cannot be played are reported on Qt's debug channel.
+ * A file that cannot be played emits sourceFailed() with FFmpeg's reason and
+ * is also named on Qt's debug channel.
  */
 class VANTLES_EXPORT VTVideoSourceFFMPEG : public VTVideoSource {
     Q_OBJECT
@@ -23,17 +26,20 @@ public:
     explicit VTVideoSourceFFMPEG(QObject* parent);
     ~VTVideoSourceFFMPEG() override;
 
+    /// Queues the change to no clip, which closes the media and frees the
+    /// frames on the source's thread.
     void close() override;
     bool isOpen() override;
     /// The wall clock in seconds.
     double getTime() override;
-    /// Seeks the open media to frame @p position (nothing in the library
-    /// calls this: the player seeks within decoded frames).
+    /// Decodes on from frame @p position: seeks the media (opening it again
+    /// after its end) and starts the cache's window there; on the source's thread.
     void changeSetPosition(unsigned long long position) override;
     double duration() override;
     double timeBase() override;
     double frameRate() override;
-    /// The picture size of the media, 200 x 150 before any was opened.
+    /// The picture size of the clip (not of its frames, which may be
+    /// smaller), 200 x 150 before any was opened.
     double frameWidth() const override;
     double frameHeight() const override;
     /// Opens the current source and starts decoding it; on the source's thread.

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QImage>
 #include <QPixmap>
+#include <QPointer>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QQuickItem>
@@ -200,6 +201,10 @@ void TestVTScreenshot::shadowOnlyWhereTheDesktopComposites()
     window->view()->setReserved(true);
     QTRY_COMPARE(window->view()->pos(), QPoint(0, 0));
     QCOMPARE(window->shadowMargins(), QMargins());
+    // A pinned window is the user's: it goes when closed.
+    QPointer<VTWidget> pinned = window;
+    window->close();
+    QTRY_VERIFY(pinned.isNull());
 }
 
 QTEST_MAIN(TestVTScreenshot)

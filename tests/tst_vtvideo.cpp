@@ -21,9 +21,11 @@
 #include <QStandardPaths>
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <memory>
+#include <mutex>
 
 using namespace Vantles;
 
@@ -110,11 +112,13 @@ private Q_SLOTS:
     void unplayableFileIsReported();
     void controllerPositionsOnDecodedFramesOnly();
     void controllerPacesAtFrameRateAndRestartsAtEnd();
-    void streamEndWhileScrubbingKeepsPlaying();
     void itemStartsPausedAndGoesThroughController();
     void destroyingPlayingItemEndsBothThreads_data();
     void destroyingPlayingItemEndsBothThreads();
-    void itemInViewDecodesAndPaintsClip();
+    void longClipLoopsAndScrubsWithinItsBudget_data();
+    void longClipLoopsAndScrubsWithinItsBudget();
+    void hugeFramesAreDecodedAtTheSizeShown();
+    void defaultInterfacePlaysClipOnceAndPaintsIt();
 
 private:
     QTemporaryDir m_dir;
@@ -217,7 +221,7 @@ void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels()
     for (int n = 0; n < expected; ++n) {
         const VTVideoFrame frame = decoder.source.getFrame(n);
         QCOMPARE(frame.size(), QSize(width, 90));
-        QCOMPARE(frame.format(), QImage::Format_RGB32);
+        QCOMPARE(frame.format(), QImage::Format_RGB888);
         QVERIFY2(qFuzzyCompare(1.0 + frame.timestamp, 1.0 + n / 25.0), qPrintable(QString::number(n)));
     }
     QVERIFY(decoder.source.getFrame(expected).isNull());
@@ -303,7 +307,7 @@ void TestVTVideo::controllerPositionsOnDecodedFramesOnly()
 
     controller->setProgress(0.5);
     QCOMPARE(controller->position(), 50ULL);
-    QCOMPARE(controller->progress(), 50.0 / 101.0);
+    QCOMPARE(controller->progress(), 0.5);
     controller->setProgress(1.0);
     QCOMPARE(controller->position(), 100ULL);
     controller->setPosition(500);
@@ -329,10 +333,10 @@ void TestVTVideo::controllerPacesAtFrameRateAndRestartsAtEnd()
     const qint64 elapsed = timer.elapsed();
     QVERIFY2(elapsed >= 500 && elapsed <= 2000, qPrintable(QString::number(elapsed)));
 
-    // At the end it stops one past the last frame.
+    // At the end it stops on the last frame.
     QTRY_COMPARE_WITH_TIMEOUT(controller->state(), VTVideoController::stoppedState, 5000);
-    QCOMPARE(controller->position(), 25ULL);
-    QVERIFY(controller->currentFrame().isNull());
+    QCOMPARE(controller->position(), 24ULL);
+    QCOMPARE(controller->currentFrame().timestamp, 0.96);
 
     controller->play();
     QVERIFY(controller->position() <= 1);
@@ -348,23 +352,6 @@ void TestVTVideo::controllerPacesAtFrameRateAndRestartsAtEnd()
     early.controller->play();
     QTRY_VERIFY_WITH_TIMEOUT(early.controller->position() >= 5, 5000);
     QCOMPARE(early.decoder.ended, 1);
-}
-
-void TestVTVideo::streamEndWhileScrubbingKeepsPlaying()
-{
-    Player player;
-    VTVideoController* controller = player.controller;
-    QSignalSpy loadProgress(controller, &VTVideoController::loadProgressChanged);
-    controller->setState(VTVideoController::runningState);
-    controller->setScrubbing(true);
-    controller->streamEnded();
-    QCOMPARE(controller->state(), VTVideoController::runningState);
-    QCOMPARE(loadProgress.count(), 1);
-
-    controller->setScrubbing(false);
-    controller->streamEnded();
-    QCOMPARE(controller->state(), VTVideoController::stoppedState);
-    QCOMPARE(loadProgress.count(), 2);
 }
 
 void TestVTVideo::itemStartsPausedAndGoesThroughController()
@@ -384,14 +371,8 @@ void TestVTVideo::itemStartsPausedAndGoesThroughController()
     QCOMPARE(item.state(), VTVideoComponent::playingState);
     item.setState(VTVideoComponent::resetState);
     QCOMPARE(item.state(), VTVideoComponent::pausedState);
-
-    // While scrubbing, a reset keeps it playing.
     item.setScrubbing(true);
     QVERIFY(item.scrubbing());
-    item.setState(VTVideoComponent::playingState);
-    item.setState(VTVideoComponent::resetState);
-    QCOMPARE(item.state(), VTVideoComponent::playingState);
-    item.setScrubbing(false);
     QCOMPARE(scrubbing.count(), 0);
 
     position.clear();
@@ -448,13 +429,110 @@ void TestVTVideo::destroyingPlayingItemEndsBothThreads()
     QVERIFY(source.isNull());
 }
 
-void TestVTVideo::itemInViewDecodesAndPaintsClip()
+void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget_data()
 {
-    const QByteArray qml
-        = "import QtQuick 2.15\nimport com.zelvane.vantles.qml 1.0\nItem { width: 200; height: 150\n"
-          "  VTVideoComponent { objectName: \"video\"; source: \"clip.mp4\"; width: contentWidth } }\n";
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("encoder");
+    // Every frame a key frame, and key frames a second apart.
+    QTest::newRow("MJPEG in AVI") << QStringLiteral("long.avi") << QStringLiteral("-c:v mjpeg -q:v 2");
+    QTest::newRow("H.264 in MP4") << QStringLiteral("long.mp4") << QStringLiteral("-c:v libx264 -g 100");
+}
+
+void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, encoder);
+    const QString clip = VTTest::makeClip(m_dir, name,
+        words("-f lavfi -i testsrc2=size=160x90:rate=100 -frames:v 120 -pix_fmt yuv420p") + encoder.split(' '));
+    QVERIFY(!clip.isEmpty());
+    Decoder whole;
+    QVERIFY(whole.load(clip));
+    QTRY_COMPARE_WITH_TIMEOUT(whole.ended, 1, 10000);
+    QCOMPARE(whole.source.totalFrameCount(), 120ULL);
+
+    // Room for 12 frames of 120.
+    Player player;
+    VTVideoSource* source = &player.decoder.source;
+    source->setMemoryBudget(12 * whole.source.getFrame(0).sizeInBytes());
+    VTVideoController* controller = player.controller;
+    // Each frame shown, against the same frame decoded in one go.
+    std::mutex mutex;
+    QList<unsigned long long> shown;
+    QStringList wrong;
+    unsigned long long held = 0;
+    connect(
+        controller, &VTVideoController::displayFrame, controller,
+        [&] {
+            const unsigned long long position = controller->position();
+            const VTVideoFrame frame = controller->currentFrame();
+            const double difference = meanChannelDifference(frame, whole.source.getFrame(position));
+            std::lock_guard<std::mutex> lock(mutex);
+            shown.append(position);
+            held = std::max(held, source->loadedFrameCount() - source->firstFrameIndex());
+            if (difference > 0.5 || frame.timestamp != position / 100.0)
+                wrong.append(QString::number(position));
+        },
+        Qt::DirectConnection);
+    auto shownCount = [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        return shown.size();
+    };
+    controller->start();
+    QVERIFY(controller->setSource(QUrl::fromLocalFile(clip)));
+    controller->play();
+    QTRY_COMPARE_WITH_TIMEOUT(player.decoder.ended, 1, 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(controller->state(), VTVideoController::stoppedState, 10000);
+    QCOMPARE(controller->position(), 119ULL);
+    QCOMPARE(controller->frameCount(), 120ULL);
+    QCOMPARE(shownCount(), 120);
+
+    // Again from the start, decoded anew; then onto frames far ahead and behind.
+    controller->play();
+    QTRY_VERIFY_WITH_TIMEOUT(controller->position() >= 40, 5000);
+    controller->pause();
+    for (unsigned long long target : { 100ULL, 3ULL }) {
+        const int before = shownCount();
+        controller->setPosition(target);
+        QTRY_VERIFY_WITH_TIMEOUT(shownCount() > before, 5000);
+        std::lock_guard<std::mutex> lock(mutex);
+        QCOMPARE(shown.last(), target);
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    QCOMPARE(wrong, QStringList());
+    QVERIFY2(held <= 12, qPrintable(QString::number(held)));
+}
+
+void TestVTVideo::hugeFramesAreDecodedAtTheSizeShown()
+{
+    const QString clip = VTTest::makeClip(
+        m_dir, QStringLiteral("huge.avi"), words("-f lavfi -i testsrc2=size=4000x3000 -frames:v 2 -c:v mjpeg"));
+    const QString reference = VTTest::makeClip(m_dir, QStringLiteral("huge.png"),
+        QStringList { QStringLiteral("-i"), clip } + words("-frames:v 1 -vf scale=320:240 -pix_fmt rgb24"));
+    QVERIFY(!clip.isEmpty() && !reference.isEmpty());
+
+    // Shown at 320 x 240, or, at any size, one frame in an eighth of a 8 MiB budget.
+    Decoder shown, budgeted;
+    shown.source.setTargetSize(QSize(320, 240));
+    budgeted.source.setMemoryBudget(8 << 20);
+    QVERIFY(shown.load(clip) && budgeted.load(clip));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.ended + budgeted.ended, 2, 20000);
+    QCOMPARE(shown.source.frameWidth(), 4000.0);
+    QCOMPARE(shown.source.getFrame(1).size(), QSize(320, 240));
+    const double difference = meanChannelDifference(shown.source.getFrame(0), QImage(reference));
+    QVERIFY2(difference < 6.0, qPrintable(QString::number(difference)));
+    const QSize size = budgeted.source.getFrame(1).size();
+    QVERIFY2(size.width() * size.height() * 3 <= (1 << 20) && size.width() > 500
+            && qAbs(size.width() * 3 - size.height() * 4) <= 4,
+        qPrintable(QStringLiteral("%1x%2").arg(size.width()).arg(size.height())));
+}
+
+void TestVTVideo::defaultInterfacePlaysClipOnceAndPaintsIt()
+{
     const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("viewdata"), QStringLiteral("Clip.vantles"),
-        QString(), { { QStringLiteral("k"), "<title>Clip</title>" } }, qml);
+        QString(),
+        { { QStringLiteral("clip"), "<title>Clip</title><video source=\"clip.mp4\"/>" },
+            { QStringLiteral("plain"), "<title>No clip</title>" } },
+        QByteArray());
     QVERIFY(!package.isEmpty());
     QVERIFY(QFile::copy(m_clip25, package + QLatin1String("/Resources/clip.mp4")));
 
@@ -463,16 +541,26 @@ void TestVTVideo::itemInViewDecodesAndPaintsClip()
         = std::make_unique<VTTest::RecordingHost>(context, QStringList { m_dir.filePath(QStringLiteral("viewdata")) });
     VTManager* manager = host->manager();
     auto cleanup = qScopeGuard([&host] { host.reset(); });
-    QVERIFY(manager->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
+    QVERIFY(manager->show(QStringLiteral("clip"), QPoint(10, 10), nullptr));
     VTView* view = manager->widget()->view();
-    QVERIFY(view->rootObject());
-    auto video = view->rootObject()->findChild<VTVideoComponent*>(QStringLiteral("video"));
+    QPointer<VTVideoComponent> video = view->rootObject()->findChild<VTVideoComponent*>(QStringLiteral("video"));
     QVERIFY(video);
     QCOMPARE(video->source(), QStringLiteral("clip.mp4"));
-    QTRY_VERIFY_WITH_TIMEOUT(!video->frame().isNull(), 10000);
-    QCOMPARE(video->frame().size(), QSize(160, 90));
-    QTRY_COMPARE(video->width(), 160.0); // through the contentWidth binding
-    QCOMPARE(video->state(), VTVideoComponent::pausedState);
+    // Played once as soon as it is decoded; it stops on its last frame.
+    QTRY_COMPARE_WITH_TIMEOUT(video->position(), 24LL, 10000);
+    QTRY_COMPARE(video->state(), VTVideoComponent::pausedState);
+    QCOMPARE(QSizeF(video->width(), video->height()), QSizeF(160, 90));
+    QCOMPARE(video->frame().timestamp, 0.96);
+
+    // That frame is what the window shows where the item is.
+    const QRect area = video->mapRectToScene(QRectF(0, 0, 160, 90)).toRect();
+    QImage picture;
+    QTRY_VERIFY((picture = view->grabFramebuffer().copy(area).convertToFormat(QImage::Format_RGB32),
+        meanChannelDifference(picture, video->frame()) < 2.0));
+
+    // A vantle without a clip: the old picture and frames go.
+    QVERIFY(manager->show(QStringLiteral("plain"), QPoint(10, 10), nullptr));
+    QTRY_VERIFY(video.isNull() || (video->frame().isNull() && video->videoSource()->totalFrameCount() == 0));
 }
 
 QTEST_MAIN(TestVTVideo)

@@ -137,8 +137,9 @@ VTStyledRectangle {
                 id: video
                 objectName: "video"
                 source: root.videoElement ? root.videoElement.attribute("source") : ""
-                width: contentWidth
-                height: contentHeight
+                // Never wider than the panel; frames are decoded at this size.
+                width: Math.min(parent.width, contentWidth)
+                height: contentWidth > 0 ? width * contentHeight / contentWidth : 0
                 anchors.horizontalCenter: parent.horizontalCenter
                 // Plays once, as soon as the first frames are decoded.
                 property bool started: false
