@@ -4,13 +4,11 @@
 
 #include "VTVideoSource.h"
 
-#include <QMutex>
-#include <QMutexLocker>
-#include <QWaitCondition>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
 
 namespace Vantles {
 
@@ -22,9 +20,10 @@ public:
 
     VTVideoSource* source = nullptr;
     // All below under the lock; the thread waits on wake, which every
-    // change of state, position or quit flag signals.
-    QMutex mutex;
-    QWaitCondition wake;
+    // change of state, position or quit flag signals. Standard types, whose
+    // waits ThreadSanitizer follows.
+    std::mutex mutex;
+    std::condition_variable wake;
     unsigned long long position = 0;
     // The frame displayFrame() was last emitted for, and when.
     unsigned long long shown = none;
@@ -73,20 +72,20 @@ VTVideoController::~VTVideoController()
 
 bool VTVideoController::shouldQuit()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->shouldQuit;
 }
 
 void VTVideoController::setShouldQuit()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     d->shouldQuit = true;
-    d->wake.wakeAll();
+    d->wake.notify_all();
 }
 
 VTVideoController::State VTVideoController::state()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->state;
 }
 
@@ -97,9 +96,9 @@ void VTVideoController::setState(State state)
         return;
     }
     {
-        QMutexLocker locker(&d->mutex);
+        std::lock_guard<std::mutex> locker(d->mutex);
         d->state = state;
-        d->wake.wakeAll();
+        d->wake.notify_all();
     }
     Q_EMIT stateChanged();
 }
@@ -113,7 +112,7 @@ void VTVideoController::play()
 {
     bool rewound = false;
     {
-        QMutexLocker locker(&d->mutex);
+        std::lock_guard<std::mutex> locker(d->mutex);
         d->state = runningState;
         // From the last frame of a clip read to its end, play starts over.
         if (d->source && d->source->isLengthKnown() && d->position + 1 >= d->source->totalFrameCount()
@@ -123,7 +122,7 @@ void VTVideoController::play()
             d->source->setPlayhead(0);
             rewound = true;
         }
-        d->wake.wakeAll();
+        d->wake.notify_all();
     }
     Q_EMIT stateChanged();
     if (rewound)
@@ -132,27 +131,27 @@ void VTVideoController::play()
 
 unsigned long long VTVideoController::position() const
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->position;
 }
 
 void VTVideoController::setPosition(unsigned long long p)
 {
     {
-        QMutexLocker locker(&d->mutex);
+        std::lock_guard<std::mutex> locker(d->mutex);
         d->position = d->clamped(p);
         d->shown = d->none;
         d->needFrame = true;
         if (d->source)
             d->source->setPlayhead(d->position);
-        d->wake.wakeAll();
+        d->wake.notify_all();
     }
     Q_EMIT positionChanged();
 }
 
 double VTVideoController::progress()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     const unsigned long long total = d->source ? d->source->totalFrameCount() : 0;
     return total > 1 ? double(std::min(d->position, total - 1)) / double(total - 1) : 0.0;
 }
@@ -198,38 +197,38 @@ void VTVideoController::close()
 
 void VTVideoController::setNeedFrame(bool needFrame)
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     d->needFrame = needFrame;
-    d->wake.wakeAll();
+    d->wake.notify_all();
 }
 
 void VTVideoController::setScrubbing(bool scrubbing)
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     d->scrubbing = scrubbing;
 }
 
 bool VTVideoController::isScrubbing()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->scrubbing;
 }
 
 void VTVideoController::setLastFrameDisplayTime(const QDateTime& time)
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     d->lastFrameDisplayTime = time;
 }
 
 QDateTime VTVideoController::lastFrameDisplayTime()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->lastFrameDisplayTime;
 }
 
 VTVideoFrame VTVideoController::currentFrame()
 {
-    QMutexLocker locker(&d->mutex);
+    std::lock_guard<std::mutex> locker(d->mutex);
     return d->source ? d->source->getFrame(d->position) : VTVideoFrame();
 }
 
@@ -241,12 +240,12 @@ VTVideoFrame VTVideoController::getFrame(unsigned long long n)
 bool VTVideoController::setSource(const QUrl& url)
 {
     {
-        QMutexLocker locker(&d->mutex);
+        std::lock_guard<std::mutex> locker(d->mutex);
         d->state = stoppedState;
         d->position = 0;
         d->shown = d->none;
         d->needFrame = true;
-        d->wake.wakeAll();
+        d->wake.notify_all();
     }
     Q_EMIT stateChanged();
     Q_EMIT positionChanged();
@@ -276,11 +275,11 @@ void VTVideoController::sourceLoaded()
 
 void VTVideoController::run()
 {
-    QMutexLocker locker(&d->mutex);
+    std::unique_lock<std::mutex> locker(d->mutex);
     while (!d->shouldQuit) {
         VTVideoSource* source = d->source;
         if (!source) {
-            d->wake.wait(&d->mutex);
+            d->wake.wait(locker);
             continue;
         }
         const bool running = d->state == runningState;
@@ -289,8 +288,7 @@ void VTVideoController::run()
             const Clock::time_point due = d->shownAt + frameDelay(source->frameRate());
             const Clock::time_point now = Clock::now();
             if (now < due) {
-                d->wake.wait(&d->mutex,
-                    QDeadlineTimer(std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count() + 1));
+                d->wake.wait_until(locker, due);
                 continue;
             }
             const unsigned long long total = source->totalFrameCount();
@@ -302,7 +300,7 @@ void VTVideoController::run()
                 d->state = stoppedState;
                 locker.unlock();
                 Q_EMIT stateChanged();
-                locker.relock();
+                locker.lock();
             }
             continue;
         }
@@ -314,7 +312,7 @@ void VTVideoController::run()
             locker.unlock();
             Q_EMIT displayFrame();
             Q_EMIT positionChanged();
-            locker.relock();
+            locker.lock();
             continue;
         }
         if (running && source->isLengthKnown() && d->position >= source->totalFrameCount()) {
@@ -324,12 +322,12 @@ void VTVideoController::run()
             locker.unlock();
             Q_EMIT stateChanged();
             Q_EMIT positionChanged();
-            locker.relock();
+            locker.lock();
             continue;
         }
         // Waiting for the decoder polls it briefly; a paused clip sleeps
         // until something changes.
-        d->wake.wait(&d->mutex, QDeadlineTimer(running || d->needFrame ? 5 : 100));
+        d->wake.wait_for(locker, std::chrono::milliseconds(running || d->needFrame ? 5 : 100));
     }
 }
 

@@ -6,7 +6,10 @@
 
 #include <QMutex>
 #include <QMutexLocker>
-#include <QWaitCondition>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 
 namespace Vantles {
 
@@ -37,16 +40,17 @@ public:
     unsigned long long seeking = none;
 
     // Wakes an idle or waiting run loop as soon as there is something to do.
-    // Taken alone, or inside one of the other locks, never the other way round.
-    QMutex wakeMutex;
-    QWaitCondition wake;
+    // Taken alone, or inside one of the other locks, never the other way
+    // round. Standard types, whose waits ThreadSanitizer follows.
+    std::mutex wakeMutex;
+    std::condition_variable wake;
     bool wakePending = false;
 
     void wakeUp()
     {
-        QMutexLocker locker(&wakeMutex);
+        std::lock_guard<std::mutex> locker(wakeMutex);
         wakePending = true;
-        wake.wakeAll();
+        wake.notify_all();
     }
 
     void queue(VTVideoSourceChange* change)
@@ -326,9 +330,8 @@ void VTVideoSource::setShouldQuit()
 
 void VTVideoSource::waitForChange(unsigned long ms)
 {
-    QMutexLocker locker(&d->wakeMutex);
-    if (!d->wakePending)
-        d->wake.wait(&d->wakeMutex, QDeadlineTimer(qint64(ms)));
+    std::unique_lock<std::mutex> locker(d->wakeMutex);
+    d->wake.wait_for(locker, std::chrono::milliseconds(ms), [this] { return d->wakePending; });
     d->wakePending = false;
 }
 
