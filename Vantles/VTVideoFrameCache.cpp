@@ -60,6 +60,11 @@ qint64 VTVideoFrameCache::budget() const
     return d->budget;
 }
 
+void VTVideoFrameCache::setBudget(qint64 bytes)
+{
+    d->budget = qMax<qint64>(bytes, 0);
+}
+
 qint64 VTVideoFrameCache::bytes() const
 {
     return d->bytes;

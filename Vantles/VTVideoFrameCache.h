@@ -42,6 +42,7 @@ public:
     unsigned long long first() const;
 
     qint64 budget() const;
+    void setBudget(qint64 bytes);
     /// The bytes the frames held take.
     qint64 bytes() const;
     /// True when one more frame of the size of the last would pass the budget.

@@ -144,6 +144,14 @@ qint64 VTVideoSource::memoryBudget() const
     return d->budget;
 }
 
+void VTVideoSource::reserveMemory(qint64 bytes)
+{
+    const qint64 budget = memoryBudget();
+    QMutexLocker locker(&d->frameMutex);
+    if (d->cache)
+        d->cache->setBudget(qMax(budget - qMax<qint64>(bytes, 0), budget / 2));
+}
+
 void VTVideoSource::setTargetSize(const QSize& size)
 {
     QMutexLocker locker(&d->stateMutex);

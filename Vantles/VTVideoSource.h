@@ -75,6 +75,9 @@ public:
     /// The bytes the frames of the next source may take. Any thread.
     void setMemoryBudget(qint64 bytes);
     qint64 memoryBudget() const;
+    /// Leaves @p bytes of the budget (at most half of it) to the decoder's
+    /// own pictures: the frames held get the rest. On the source's thread.
+    void reserveMemory(qint64 bytes);
     /// The size frames are shown at, in device pixels; frames are converted
     /// no larger (and never above the clip's own size). Empty for the clip's
     /// size. Any thread.

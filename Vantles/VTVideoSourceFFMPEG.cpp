@@ -189,6 +189,11 @@ bool VTVideoSourceFFMPEGPrivate::load()
         timeBase = toDouble(codecContext->time_base);
         open = true;
     }
+    // The decoder's own pictures count against the budget too: about two
+    // for a codec without references between pictures, eight for others.
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec->id);
+    const bool intraOnly = descriptor && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY);
+    q->reserveMemory(qint64(codecContext->width) * codecContext->height * 3 / 2 * (intraOnly ? 2 : 8));
     nextIndex = 0;
     skipTo = 0;
     indexFromTime = false;
