@@ -35,6 +35,7 @@ public:
     // frames are decoded again.
     unsigned long long length = 0;
     bool lengthKnown = false;
+    bool anyFrame = false;
     // The position change queued last, so that a playhead waiting for it
     // does not queue it again.
     unsigned long long seeking = none;
@@ -246,6 +247,7 @@ void VTVideoSource::setupSource()
         d->playhead = 0;
         d->length = 0;
         d->lengthKnown = false;
+        d->anyFrame = false;
         d->seeking = d->none;
     }
     setAction(key.isEmpty() ? idleAction : decodeAction);
@@ -254,10 +256,13 @@ void VTVideoSource::setupSource()
 
 void VTVideoSource::pushFrame(const VTVideoFrame& frame)
 {
+    bool first;
     {
         QMutexLocker locker(&d->frameMutex);
         if (!d->cache)
             return;
+        first = !d->anyFrame;
+        d->anyFrame = true;
         if (d->cache->isFull())
             d->cache->dropBefore(d->playhead);
         d->cache->addFrame(frame);
@@ -265,6 +270,9 @@ void VTVideoSource::pushFrame(const VTVideoFrame& frame)
             d->seeking = d->none;
     }
     Q_EMIT frameReady();
+    // The clip can be played from now on, long before it is decoded to its end.
+    if (first)
+        Q_EMIT loadProgressChanged();
 }
 
 bool VTVideoSource::isCacheFull()

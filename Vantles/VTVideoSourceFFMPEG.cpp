@@ -69,7 +69,7 @@ public:
     // The decoder has been sent the end of the stream and is giving back
     // the pictures it still holds.
     bool draining = false;
-    QSize converted; // the size of the frames in the cache
+    QSize converted; // the smallest frame decoded since the window started
     QSize target; // the target size they were converted for
 
     mutable QMutex mutex;
@@ -264,7 +264,7 @@ bool VTVideoSourceFFMPEGPrivate::convert(VTVideoFrame* image)
     uint8_t* planes[4] = { pixels, nullptr, nullptr, nullptr };
     const int strides[4] = { int(stride), 0, 0, 0 };
     sws_scale(swsContext, frame->data, frame->linesize, 0, frame->height, planes, strides);
-    converted = size;
+    converted = converted.isValid() ? converted.boundedTo(size) : size;
     return true;
 }
 
@@ -354,6 +354,7 @@ void VTVideoSourceFFMPEG::changeSetPosition(unsigned long long position)
     if (reopen && !d->load())
         return;
     restartCacheAt(position);
+    d->converted = QSize();
     d->skipTo = position;
     d->draining = false;
     d->target = targetSize();

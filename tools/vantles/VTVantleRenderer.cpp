@@ -90,8 +90,11 @@ QImage VTVantleRenderer::render()
         if (clip->source().isEmpty())
             continue;
         waitFor([&] { return clip->loadProgress() > 0.0; }, 5000);
+        // The interface sees the clip loaded (and may start playing it) first.
+        settle(50);
         clip->setState(VTVideoComponent::pausedState);
         clip->setPosition(0);
+        waitFor([&] { return !clip->frame().isNull() && clip->frame().timestamp == 0.0; }, 5000);
     }
 
     // The window follows its content's size, which may change while images
