@@ -105,7 +105,7 @@ class TestVTVideo : public QObject {
 
 private Q_SLOTS:
     void initTestCase();
-    void cacheAndSourceAnswerNullPastTheEndAndRefuseBadUrls();
+    void sourceRefusesBadUrlsAndQueuesTheRest();
     void decodesEveryFrameWithItsTimeAndPixels_data();
     void decodesEveryFrameWithItsTimeAndPixels();
     void unplayableFileIsReported_data();
@@ -137,21 +137,8 @@ void TestVTVideo::initTestCase()
     QVERIFY(!m_clip25.isEmpty() && !m_clip101.isEmpty());
 }
 
-void TestVTVideo::cacheAndSourceAnswerNullPastTheEndAndRefuseBadUrls()
+void TestVTVideo::sourceRefusesBadUrlsAndQueuesTheRest()
 {
-    VTVideoFrameCache cache(QStringLiteral("file:///clip.mp4"));
-    VTVideoFrame first(2, 2, QImage::Format_RGB32, 0);
-    first.fill(Qt::blue);
-    cache.addFrame(first);
-    VTVideoFrame second(3, 1, QImage::Format_RGB32, 0);
-    second.timestamp = 0.04;
-    cache.addFrame(second);
-    QCOMPARE(cache.length(), 2ULL);
-    QCOMPARE(cache.frame(0).pixel(1, 1), QColor(Qt::blue).rgb());
-    QCOMPARE(cache.frame(1).timestamp, 0.04);
-    QVERIFY(cache.frame(2).isNull());
-    QVERIFY(cache.frame(~0ULL).isNull());
-
     VTVideoSourceFFMPEG source(nullptr);
     QCOMPARE(source.frameWidth(), 200.0);
     QVERIFY(!source.isFrameAvailable(0));
@@ -365,21 +352,12 @@ void TestVTVideo::itemStartsPausedAndGoesThroughController()
     QCOMPARE(item.source(), QString());
 
     QSignalSpy position(&item, &VTVideoComponent::positionChanged);
-    QSignalSpy progress(&item, &VTVideoComponent::progressChanged);
-    QSignalSpy scrubbing(&item, &VTVideoComponent::scrubbingChanged);
     item.setState(VTVideoComponent::playingState);
     QCOMPARE(item.state(), VTVideoComponent::playingState);
+    // A reset pauses and rewinds.
     item.setState(VTVideoComponent::resetState);
     QCOMPARE(item.state(), VTVideoComponent::pausedState);
-    item.setScrubbing(true);
-    QVERIFY(item.scrubbing());
-    QCOMPARE(scrubbing.count(), 0);
-
-    position.clear();
-    progress.clear();
-    item.rewindToStart();
-    QCOMPARE(item.state(), VTVideoComponent::pausedState);
-    QVERIFY(position.count() >= 1 && progress.count() >= 1);
+    QVERIFY(position.count() >= 1);
     QCOMPARE(item.progress(), 0.0);
 }
 
