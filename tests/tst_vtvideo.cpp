@@ -152,6 +152,13 @@ void TestVTVideo::sourceRefusesBadUrlsAndQueuesTheRest()
     QCOMPARE(source.source(), url);
     QCOMPARE(source.action(), VTVideoSource::loadAction);
     QVERIFY(!source.setSource(url));
+    // Changes queued before the thread catches up: the last one wins.
+    QVERIFY(source.setSource(QUrl::fromLocalFile(m_clip101)));
+    source.start();
+    QTRY_COMPARE_WITH_TIMEOUT(source.totalFrameCount(), 101ULL, 10000);
+    QTest::qWait(100);
+    QCOMPARE(source.source(), QUrl::fromLocalFile(m_clip101));
+    QCOMPARE(source.totalFrameCount(), 101ULL);
 }
 
 void TestVTVideo::decodesEveryFrameWithItsTimeAndPixels_data()
