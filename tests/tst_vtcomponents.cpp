@@ -447,6 +447,11 @@ void TestVTComponents::pointerMovesPaintedHandle()
     QVERIFY2(item->position() < 10.0f, qPrintable(QString::number(item->position())));
     wheel(-120);
     QCOMPARE(item->position(), 10.0f);
+
+    // The middle button puts the handle where it is pressed.
+    const QPoint nearStart(barArea.left() + 25, barArea.center().y());
+    QTest::mouseClick(widget.get(), Qt::MiddleButton, Qt::NoModifier, nearStart);
+    QVERIFY2(item->position() < 2.0f, qPrintable(QString::number(item->position())));
 }
 
 QTEST_MAIN(TestVTComponents)
