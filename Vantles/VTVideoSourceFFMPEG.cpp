@@ -183,7 +183,7 @@ bool VTVideoSourceFFMPEGPrivate::load()
     if (!packet)
         packet = av_packet_alloc();
     if (!packet)
-        return fail("Could not get a swscale context for %1");
+        return fail("Could not allocate original frame in %1");
     {
         QMutexLocker locker(&mutex);
         timeBase = toDouble(codecContext->time_base);

@@ -43,7 +43,7 @@ constexpr int shadowDrop = 3;
 
 #if VANTLES_HAVE_XCB
 // An X11 desktop composites windows while some client owns the selection
-// _NET_WM_CM_S<screen>, as the window manager specification says.
+// _NET_WM_CM_S<screen>: every X11 compositing manager takes it when it starts.
 bool x11Composites()
 {
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
