@@ -425,19 +425,15 @@ bool VTVideoSourceFFMPEG::loadSource()
     const QUrl url = source();
     d->close();
     d->path = url.toLocalFile();
-    // A fresh cache also for no clip: the old frames go.
+    // A fresh cache also for no clip: the old frames go. It queues decoding,
+    // or idling for no clip.
     setupSource();
-    if (url.isEmpty()) {
-        setAction(idleAction);
+    if (url.isEmpty())
         return false;
-    }
     d->target = targetSize();
     d->converted = QSize();
-    if (d->load()) {
-        const bool loaded = VTVideoSource::loadSource();
-        setAction(decodeAction);
-        return loaded;
-    }
+    if (d->load())
+        return VTVideoSource::loadSource();
     setAction(idleAction);
     return false;
 }
