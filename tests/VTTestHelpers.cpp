@@ -5,6 +5,11 @@
 #include <QFileInfo>
 #include <QMutex>
 
+#include <atomic>
+
+// Exported by QtCore for debugging tools; declared in a private header.
+extern quintptr Q_CORE_EXPORT qtHookData[];
+
 namespace VTTest {
 
 QString writeFile(const QTemporaryDir& dir, const QString& relativePath, const QByteArray& contents)
@@ -78,6 +83,41 @@ QStringList MessageLog::debugMessages() const
 {
     QMutexLocker locker(&logMutex);
     return *loggedDebugMessages;
+}
+
+namespace {
+// QtCore's table for debugging tools (qhooks_p.h): its size at 1, the Qt
+// version at 2, the callbacks for objects made and destroyed at 3 and 4.
+std::atomic<qint64> liveObjects { 0 };
+void objectAdded(QObject*)
+{
+    ++liveObjects;
+}
+void objectRemoved(QObject*)
+{
+    --liveObjects;
+}
+} // namespace
+
+LiveObjects::LiveObjects()
+    : m_counting(qtHookData[1] >= 5 && qtHookData[2] == QT_VERSION && !qtHookData[3] && !qtHookData[4])
+{
+    liveObjects = 0;
+    if (m_counting) {
+        qtHookData[3] = reinterpret_cast<quintptr>(&objectAdded);
+        qtHookData[4] = reinterpret_cast<quintptr>(&objectRemoved);
+    }
+}
+
+LiveObjects::~LiveObjects()
+{
+    if (m_counting)
+        qtHookData[3] = qtHookData[4] = 0;
+}
+
+qint64 LiveObjects::count() const
+{
+    return liveObjects;
 }
 
 } // namespace VTTest

@@ -44,6 +44,26 @@ private:
     QtMessageHandler m_previous;
 };
 
+/// Counts the QObjects made and destroyed while it lives, through the hooks
+/// Qt keeps for debugging tools: a tree that a lookup drops without deleting
+/// shows as objects still alive.
+class LiveObjects {
+public:
+    LiveObjects();
+    ~LiveObjects();
+    LiveObjects(const LiveObjects&) = delete;
+    LiveObjects& operator=(const LiveObjects&) = delete;
+
+    /// False when this Qt keeps no hooks of the expected layout, or another
+    /// tool uses them.
+    bool isCounting() const { return m_counting; }
+    /// Objects made minus objects destroyed since the counter was made.
+    qint64 count() const;
+
+private:
+    const bool m_counting;
+};
+
 } // namespace VTTest
 
 // Fixtures for the window and view tests -------------------------------------

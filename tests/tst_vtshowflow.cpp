@@ -559,13 +559,16 @@ void TestVTShowFlow::managerQueriesUseShownPackageAndContent()
         return manager->vantleAttribute(key, name, QStringLiteral("d"));
     };
     // Without a window there is no package to take the translation from;
-    // attributes are looked up, the parsed document dropped again each time.
+    // attributes are looked up, the parsed document deleted again each time.
     QCOMPARE(pin(), QStringLiteral("Pin"));
+    VTTest::LiveObjects live;
+    QVERIFY(live.isCounting());
     for (int i = 0; i < 2; ++i) {
         QCOMPARE(attribute(QStringLiteral("plain"), QStringLiteral("category")), QStringLiteral("Tools"));
         QCOMPARE(attribute(QStringLiteral("plain"), QStringLiteral("colour")), QStringLiteral("d"));
         QCOMPARE(attribute(QStringLiteral("unknown"), QStringLiteral("category")), QStringLiteral("d"));
     }
+    QCOMPARE(live.count(), 0);
     QCOMPARE(manager->widget(), nullptr);
 
     host.shortcutAnswer = QStringLiteral("Ctrl+K");
