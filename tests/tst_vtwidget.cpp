@@ -10,6 +10,7 @@
 
 #include <QCursor>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QPointer>
@@ -260,34 +261,41 @@ void TestVTWidget::timerHidesAfterPointerLeft()
 void TestVTWidget::countdownRunsOnlyOutsideSafeArea_data()
 {
     QTest::addColumn<bool>("withReference");
-    QTest::newRow("reference control") << true;
-    QTest::newRow("no reference control") << false;
+    QTest::addColumn<QPoint>("pointer");
+    QTest::addColumn<bool>("hides");
+    QTest::newRow("over the control") << true << referenceGeometry.center() << false;
+    QTest::newRow("away from the control") << true << farAway << true;
+    // Without a reference control, a point over no widget counts as over it.
+    QTest::newRow("no control, over a widget") << false << referenceGeometry.center() << true;
+    QTest::newRow("no control, over nothing") << false << farAway << false;
 }
 
 void TestVTWidget::countdownRunsOnlyOutsideSafeArea()
 {
     QFETCH(bool, withReference);
-    m_host->context()->set(VTContextTimerInterval, 10000);
+    QFETCH(QPoint, pointer);
+    QFETCH(bool, hides);
+    const int interval = 150;
+    m_host->context()->set(VTContextFadeOutDuration, 0);
+    m_host->context()->set(VTContextTimerInterval, interval);
     QObject notAWidget;
     VTWidget* window = show(QStringLiteral("k"), withReference ? m_reference.get() : &notAWidget);
     QVERIFY(window);
-    QTimer* timer = timerOf(window);
-    QVERIFY(!timer->isActive());
-
-    // Without a reference control, a point over no widget counts as over it.
-    window->checkMousePosition(referenceGeometry.center());
-    QCOMPARE(timer->isActive(), !withReference);
+    // Out and back in before the countdown ends: it is called off.
+    window->checkMousePosition(pointer);
     window->checkMousePosition(window->mapToGlobal(QPoint(5, 5)));
-    QVERIFY(!timer->isActive());
-    window->checkMousePosition(farAway);
-    QCOMPARE(timer->isActive(), withReference);
-    if (!withReference)
-        return;
-    QTRY_VERIFY(timer->remainingTime() < 9950);
-    // Further moves outside leave the running countdown alone.
-    window->checkMousePosition(farAway + QPoint(5, 0));
-    QVERIFY(timer->isActive());
-    QVERIFY(timer->remainingTime() < 9950);
+    QTest::qWait(2 * interval);
+    QVERIFY(window->isVisible());
+
+    // Moving on where it is not safe leaves the countdown running: the
+    // vantle goes while the pointer still moves.
+    QElapsedTimer moving;
+    moving.start();
+    for (int step = 0; window->isVisible() && moving.elapsed() < 5 * interval; ++step) {
+        window->checkMousePosition(pointer + QPoint(step % 2, 0));
+        QTest::qWait(10);
+    }
+    QCOMPARE(!window->isVisible(), hides);
 }
 
 void TestVTWidget::safeAreaReachesMarginAroundWindow_data()
@@ -361,31 +369,40 @@ void TestVTWidget::visibleGeometryClampsIntoAvailableArea()
 
 void TestVTWidget::windowNeverCoversPointerOrControl_data()
 {
-    // The pointer at a corner of the available area (as fractions of it),
-    // over a control of 60x40 around it or over none.
+    // The pointer at a corner of a screen's available area (as fractions of
+    // it), over a control of 120x90 around it or over none.
+    QTest::addColumn<int>("screen");
     QTest::addColumn<QPointF>("where");
     QTest::addColumn<bool>("overControl");
     QTest::addColumn<QPoint>("side"); // expected direction from the pointer: +1 right/below, -1 left/above
-    QTest::newRow("middle") << QPointF(0.3, 0.3) << false << QPoint(1, 1);
-    QTest::newRow("right edge") << QPointF(0.97, 0.3) << false << QPoint(-1, 1);
-    QTest::newRow("bottom edge") << QPointF(0.3, 0.97) << false << QPoint(1, -1);
-    QTest::newRow("bottom-right corner") << QPointF(0.97, 0.97) << false << QPoint(-1, -1);
-    QTest::newRow("top-left corner") << QPointF(0.01, 0.01) << false << QPoint(1, 1);
-    QTest::newRow("control in the middle") << QPointF(0.3, 0.3) << true << QPoint(1, 1);
-    QTest::newRow("control at the bottom-right") << QPointF(0.95, 0.95) << true << QPoint(-1, -1);
+    QTest::newRow("middle") << 0 << QPointF(0.3, 0.3) << false << QPoint(1, 1);
+    QTest::newRow("right edge") << 0 << QPointF(0.97, 0.3) << false << QPoint(-1, 1);
+    QTest::newRow("bottom edge") << 0 << QPointF(0.3, 0.97) << false << QPoint(1, -1);
+    QTest::newRow("bottom-right corner") << 0 << QPointF(0.97, 0.97) << false << QPoint(-1, -1);
+    QTest::newRow("top-left corner") << 0 << QPointF(0.01, 0.01) << false << QPoint(1, 1);
+    QTest::newRow("control in the middle") << 0 << QPointF(0.3, 0.3) << true << QPoint(1, 1);
+    QTest::newRow("control at the bottom-right") << 0 << QPointF(0.95, 0.95) << true << QPoint(-1, -1);
+    // The test runs with a second screen right of the first, larger and
+    // reaching further down: the control's screen is the one clamped to.
+    QTest::newRow("second screen, control at the left") << 1 << QPointF(0.02, 0.85) << true << QPoint(1, -1);
+    QTest::newRow("second screen, control at the bottom-right") << 1 << QPointF(0.95, 0.95) << true << QPoint(-1, -1);
 }
 
 void TestVTWidget::windowNeverCoversPointerOrControl()
 {
+    QFETCH(int, screen);
     QFETCH(QPointF, where);
     QFETCH(bool, overControl);
     QFETCH(QPoint, side);
-    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    if (screen >= QGuiApplication::screens().size())
+        QSKIP("Needs a second screen: run with QT_QPA_PLATFORM=offscreen:configfile=two-screens.json");
+    const QRect area = QGuiApplication::screens().at(screen)->availableGeometry();
     const QPoint pointer(area.x() + int(where.x() * area.width()), area.y() + int(where.y() * area.height()));
     // A control much larger than the offset, so that the offset alone cannot clear it.
     const QRect control = QRect(0, 0, 120, 90).translated(pointer - QPoint(60, 45));
     m_reference->setGeometry(control);
     QTRY_COMPARE(m_reference->geometry(), control);
+    QTRY_COMPARE(m_reference->screen(), QGuiApplication::screens().at(screen));
     QVERIFY(m_host->manager()->show(QStringLiteral("k"), pointer, overControl ? m_reference.get() : nullptr));
     VTWidget* window = m_host->manager()->widget();
     QTRY_COMPARE(window->size(), fixedSize);
