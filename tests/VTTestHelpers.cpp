@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
+#include <QRegularExpression>
 
 #include <atomic>
 
@@ -152,6 +153,32 @@ QWidget* RecordingHost::createWindow(Vantles::VTWindowType type)
 void RecordingHost::handleMessage(Vantles::VTMessageType type, const QString& message)
 {
     messages.append(QString::number(int(type)) + QLatin1Char(':') + message);
+}
+
+bool RecordingHost::openExternalResource(Vantles::VTExternalResourceType type, const QString& resource)
+{
+    opened.append(QString::number(int(type)) + QLatin1Char(':') + resource);
+    return openAnswer;
+}
+
+QString RecordingHost::shortCutForObject(const QString& key, QObject* object, const QString& shortcut)
+{
+    shortcutCalls.append(key + QLatin1Char('|') + shortcut);
+    shortcutObject = object;
+    return shortcutAnswer;
+}
+
+QStringList problems(const QStringList& messages, const QString& prefix)
+{
+    QStringList result;
+    for (QString message : messages) {
+        message.replace(QRegularExpression(QStringLiteral("^ERROR:")), QStringLiteral("100:"));
+        message.replace(QRegularExpression(QStringLiteral("^Warning:")), QStringLiteral("200:"));
+        message.remove(prefix);
+        if (message.startsWith(QLatin1String("100:")) || message.startsWith(QLatin1String("200:")))
+            result.append(message);
+    }
+    return result;
 }
 
 } // namespace VTTest

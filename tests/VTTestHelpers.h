@@ -83,23 +83,39 @@ namespace VTTest {
 QString makeUiPackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
     const QString& search, const QList<QPair<QString, QByteArray>>& vantles, const QByteArray& rootQml);
 
-/// A host that records the messages reaching it and, when
-/// provideHostWindow is set, hands out a new QWidget for every reserved
-/// vantle (the test deletes them; hostWindows tracks them).
+/// A host that records what the library hands it: messages, resources to
+/// open (never opened), shortcut questions (answered with shortcutAnswer
+/// when set) and window requests; when provideHostWindow is set it hands out
+/// a new QWidget for every reserved vantle (the test deletes them;
+/// hostWindows tracks them).
 class RecordingHost : public Vantles::VTInterface {
 public:
     using Vantles::VTInterface::VTInterface;
 
     QWidget* createWindow(Vantles::VTWindowType type) override;
     void handleMessage(Vantles::VTMessageType type, const QString& message) override;
+    bool openExternalResource(Vantles::VTExternalResourceType type, const QString& resource) override;
+    QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut) override;
 
     /// Each message as "<type>:<text>", in order of arrival.
     QStringList messages;
+    /// Each resource as "<type>:<resource>"; openAnswer is what the host says.
+    QStringList opened;
+    bool openAnswer = true;
+    /// Each question as "<key>|<shortcut offered>", and the last object asked about.
+    QStringList shortcutCalls;
+    QObject* shortcutObject = nullptr;
+    QString shortcutAnswer;
     /// The window type of every createWindow() call.
     QList<int> windowRequests;
     bool provideHostWindow = false;
     QList<QPointer<QWidget>> hostWindows;
 };
+
+/// The errors and warnings of @p messages (as a RecordingHost or the default
+/// handler through a MessageLog writes them) as "<type>:<text>", with
+/// @p prefix taken out of the texts.
+QStringList problems(const QStringList& messages, const QString& prefix);
 
 } // namespace VTTest
 
