@@ -27,7 +27,6 @@ class TestVTIndex : public QObject {
 private Q_SLOTS:
     void onlyControlFilesBelowTheLocationAreIndexed_data();
     void onlyControlFilesBelowTheLocationAreIndexed();
-    void reindexingAddsOneRecordPerFileAndDepth();
     void packageNameIsNearestFolderWithPackageSuffix_data();
     void packageNameIsNearestFolderWithPackageSuffix();
     void componentPathsFollowPackagesAndSearchList_data();
@@ -158,28 +157,6 @@ void TestVTIndex::onlyControlFilesBelowTheLocationAreIndexed()
     index.indexControlFile(filePath, dir.path() + QLatin1Char('/') + location);
     QCOMPARE(index.controlPaths(), depth ? QList<VTControlPath>({ { filePath, depth } }) : QList<VTControlPath>());
     QCOMPARE(index.packages().size(), depth ? 1 : 0);
-}
-
-void TestVTIndex::reindexingAddsOneRecordPerFileAndDepth()
-{
-    QTemporaryDir dir;
-    const QString package = VTTest::makePackage(dir, QStringLiteral("data"), QStringLiteral("Shapes.vantles"),
-        { { "a.xml", vantleFile("k", "t") }, { "b.xml", vantleFile("b", "t") } });
-    const QString control = package + QStringLiteral("/Control");
-    const QString file = control + QStringLiteral("/a.xml");
-
-    VTIndex index(nullptr, {});
-    index.indexControlFile(file, package);
-    index.indexControlFile(file, package);
-    QCOMPARE(index.controlPaths(), QList<VTControlPath>({ { file, 2 } }));
-    index.indexControlFile(file, control);
-    index.indexControlFile(file, control);
-    index.indexControlFile(file, package);
-    QCOMPARE(index.controlPaths(), QList<VTControlPath>({ { file, 1 }, { file, 2 } }));
-    index.indexControlFile(control + QStringLiteral("/b.xml"), package);
-    QCOMPARE(index.controlPaths().size(), 3);
-    QCOMPARE(index.packages().keys(), QStringList(QStringLiteral("Shapes")));
-    QCOMPARE(index.packages().value(QStringLiteral("Shapes")), QStringList({ package, control }));
 }
 
 void TestVTIndex::packageNameIsNearestFolderWithPackageSuffix_data()

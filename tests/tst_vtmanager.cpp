@@ -367,12 +367,13 @@ void TestVTManager::settingsApplyFromConstructionToDestruction_data()
     QTest::addColumn<bool>("installed");
     QTest::addColumn<QVariant>("scale");
     QTest::addColumn<float>("realScale");
+    QTest::addColumn<int>("scaled"); // 10 pixels, scaled and truncated; a scale of 0 leaves them
     const QVariant absent;
-    QTest::newRow("absent") << absent << false << false << absent << false << absent << 1.0f;
-    QTest::newRow("true") << QVariant(true) << false << true << QVariant(true) << true << QVariant(1.5) << 1.5f;
+    QTest::newRow("absent") << absent << false << false << absent << false << absent << 1.0f << 10;
+    QTest::newRow("true") << QVariant(true) << false << true << QVariant(true) << true << QVariant(1.5) << 1.5f << 15;
     QTest::newRow("false, set by host") << QVariant(false) << true << true << QVariant(false) << false
-                                        << QVariant(QStringLiteral("0.75")) << 0.75f;
-    QTest::newRow("absent, set by host") << absent << true << true << absent << false << QVariant(0.0) << 0.0f;
+                                        << QVariant(QStringLiteral("0.75")) << 0.75f << 7;
+    QTest::newRow("absent, set by host") << absent << true << true << absent << false << QVariant(0.0) << 0.0f << 10;
 }
 
 void TestVTManager::settingsApplyFromConstructionToDestruction()
@@ -384,6 +385,7 @@ void TestVTManager::settingsApplyFromConstructionToDestruction()
     QFETCH(bool, installed);
     QFETCH(QVariant, scale);
     QFETCH(float, realScale);
+    QFETCH(int, scaled);
 
     QWidget first;
     QWidget second;
@@ -402,6 +404,7 @@ void TestVTManager::settingsApplyFromConstructionToDestruction()
     QCOMPARE(second.testAttribute(Qt::WA_AlwaysShowToolTips), shownWhileAlive);
     QVERIFY(!child.testAttribute(Qt::WA_AlwaysShowToolTips));
     QCOMPARE(manager->realScaleValue(), realScale);
+    QCOMPARE(manager->getScaledSize(10), scaled);
     iface->context()->set(VTContextInterfaceScale, 9.0);
     QCOMPARE(manager->realScaleValue(), realScale); // read once
 

@@ -70,6 +70,20 @@ int countWhere(const QImage& image, const QRect& area, const std::function<bool(
     return count;
 }
 
+// A host over one package whose vantle "shot" has the panel above.
+std::unique_ptr<VTTest::RecordingHost> showHost(const QTemporaryDir& dir)
+{
+    if (VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("Shot.vantles"), QString(),
+            { { QStringLiteral("shot"),
+                "<title>Insert table</title><text>Adds a table at the cursor. Drag its borders to size the "
+                "columns.</text>" } },
+            panelQml)
+            .isEmpty())
+        return nullptr;
+    VTContext context;
+    return std::make_unique<VTTest::RecordingHost>(context, QStringList { dir.filePath(QStringLiteral("data")) });
+}
+
 } // namespace
 
 class TestVTScreenshot : public QObject {
@@ -82,15 +96,8 @@ private Q_SLOTS:
 void TestVTScreenshot::vantleWithScrollBarAppearsOnScreen()
 {
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    QVERIFY(!VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("Shot.vantles"), QString(),
-        { { QStringLiteral("shot"),
-            "<title>Insert table</title><text>Adds a table at the cursor. Drag its borders to size the "
-            "columns.</text>" } },
-        panelQml)
-                 .isEmpty());
-    VTContext context;
-    auto host = std::make_unique<VTTest::RecordingHost>(context, QStringList { dir.filePath(QStringLiteral("data")) });
+    const auto host = showHost(dir);
+    QVERIFY(host);
     VTManager* manager = host->manager();
 
     QVERIFY(manager->show(QStringLiteral("shot"), QPoint(100, 100), nullptr));
@@ -163,12 +170,8 @@ void TestVTScreenshot::shadowOnlyWhereTheDesktopComposites()
     QVERIFY(QTest::qWaitForWindowExposed(&behind));
 
     QTemporaryDir dir;
-    QVERIFY(!VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("Shot.vantles"), QString(),
-        { { QStringLiteral("shot"), "<title>Insert table</title><text>Adds a table at the cursor.</text>" } },
-        panelQml)
-                 .isEmpty());
-    VTContext context;
-    auto host = std::make_unique<VTTest::RecordingHost>(context, QStringList { dir.filePath(QStringLiteral("data")) });
+    const auto host = showHost(dir);
+    QVERIFY(host);
     QVERIFY(host->manager()->show(QStringLiteral("shot"), QPoint(100, 100), nullptr));
     VTWidget* window = host->manager()->widget();
     QVERIFY(QTest::qWaitForWindowExposed(window));
