@@ -20,7 +20,6 @@
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QTest>
-#include <QTimer>
 
 #include <memory>
 
@@ -404,17 +403,13 @@ void TestVTShowFlow::eventFilterShowsOnToolTipAndHidesAwayFromWindow()
     QCOMPARE(window->pos(), QPoint(235, 180));
     QCOMPARE(window->referenceWidget(), &control);
 
-    QTimer* timer = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
-    QVERIFY(timer && !timer->isActive());
+    // The moves reach the window: it goes once the pointer is away from it.
     host.manager()->context()->set(VTContextTimerInterval, 50);
     moveTo(host.insideWindow());
-    QVERIFY(!timer->isActive());
+    QTest::qWait(100);
+    QVERIFY(window->isVisible());
     moveTo(host.farFromWindow());
-    QVERIFY(timer->isActive());
     QTRY_VERIFY(!window->isVisible());
-    // A hidden window no longer follows the pointer.
-    moveTo(host.farFromWindow());
-    QVERIFY(!timer->isActive());
 
     // Escape closes a vantle, then is the host's again; a pinned one stays.
     auto escape = [&] {

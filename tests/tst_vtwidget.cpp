@@ -15,11 +15,8 @@
 #include <QLabel>
 #include <QPointer>
 #include <QPropertyAnimation>
-#include <QQmlContext>
-#include <QQmlEngine>
 #include <QQuickItem>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -94,7 +91,6 @@ private Q_SLOTS:
     void windowNeverCoversPointerOrControl_data();
     void windowNeverCoversPointerOrControl();
 
-    void showWithContentDeletesOnlyReplacedContent();
     void managerTeardownFreesShownDocument();
     void reservedWindowLeavesTooltipRole_data();
     void reservedWindowLeavesTooltipRole();
@@ -108,7 +104,6 @@ private:
     void cleanupHost();
 
     QTemporaryDir m_dir;
-    QString m_packageRoot;
     std::unique_ptr<VTTest::RecordingHost> m_host;
     std::unique_ptr<QWidget> m_reference;
 };
@@ -116,12 +111,9 @@ private:
 void TestVTWidget::initTestCase()
 {
     QVERIFY(m_dir.isValid());
-    const QString package
-        = VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Win.vantles"), QString(),
-            { { QStringLiteral("k"), "<title>First</title>" }, { QStringLiteral("k2"), "<title>Second</title>" } },
-            rootQml);
-    QVERIFY(!package.isEmpty());
-    m_packageRoot = QDir(package).canonicalPath();
+    QVERIFY(!VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Win.vantles"), QString(),
+        { { QStringLiteral("k"), "<title>First</title>" }, { QStringLiteral("k2"), "<title>Second</title>" } }, rootQml)
+                 .isEmpty());
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     QVERIFY2(area.contains(referenceGeometry) && area.contains(farAway), "the screen is too small for the tests");
 }
@@ -411,35 +403,6 @@ void TestVTWidget::windowNeverCoversPointerOrControl()
         QVERIFY2(!frame.intersects(control), qPrintable(QStringLiteral("%1,%2").arg(frame.x()).arg(frame.y())));
     QCOMPARE(frame.center().x() > pointer.x() ? 1 : -1, side.x());
     QCOMPARE(frame.center().y() > pointer.y() ? 1 : -1, side.y());
-}
-
-void TestVTWidget::showWithContentDeletesOnlyReplacedContent()
-{
-    VTWidget* window = tooltipWindow();
-    window->showWithContent(m_reference.get(), windowAt, nullptr, m_packageRoot);
-    QVERIFY(!window->isVisible());
-
-    auto makeContent = [](const QString& key) {
-        auto element = new VTXmlElement;
-        element->setAttribute(QStringLiteral("key"), key);
-        element->setAttribute(QStringLiteral("VTPackagName"), QStringLiteral("Win"));
-        return element;
-    };
-    QPointer<VTXmlElement> first = makeContent(QStringLiteral("first"));
-    window->showWithContent(m_reference.get(), windowAt, first, m_packageRoot);
-    QVERIFY(window->isVisible());
-    QCOMPARE(window->referenceWidget(), m_reference.get());
-    // The element on show already is kept; a reference that is no widget is none.
-    QObject notAWidget;
-    window->showWithContent(&notAWidget, windowAt, first, m_packageRoot);
-    QVERIFY(first);
-    QVERIFY(!window->referenceWidget());
-
-    VTXmlElement* second = makeContent(QStringLiteral("second"));
-    window->showWithContent(m_reference.get(), windowAt + QPoint(20, 10), second, m_packageRoot);
-    QVERIFY(!first);
-    QCOMPARE(window->view()->content(), second);
-    QCOMPARE(window->pos(), windowAt + QPoint(20, 10));
 }
 
 void TestVTWidget::managerTeardownFreesShownDocument()
