@@ -224,9 +224,7 @@ void TestVTManager::defaultHooksAnswerWithoutTheHost()
         QVERIFY(!iface.openExternalResource(VTExternalResourcePath, resource));
     }
     QCOMPARE(iface.shortCutForObject(QStringLiteral("k"), &named, QStringLiteral("Ctrl+S")), QStringLiteral("Ctrl+S"));
-    QCOMPARE(iface.shortCutForObject(QString(), nullptr, QString()), QString());
     QCOMPARE(iface.createWindow(VTWindowReserved), nullptr);
-    QCOMPARE(iface.createWindow(VTWindowType(7)), nullptr);
 }
 
 void TestVTManager::sameFolderIsScannedEachTimeButRecordedOnce()

@@ -18,7 +18,6 @@
 #include <QQuickItem>
 #include <QScreen>
 #include <QTest>
-#include <QTimer>
 #include <QVBoxLayout>
 
 #include <memory>
@@ -46,11 +45,6 @@ const Qt::WindowFlags titleFlags = Qt::CustomizeWindowHint | Qt::WindowTitleHint
 QPropertyAnimation* animationOf(VTWidget* window)
 {
     return window->findChild<QPropertyAnimation*>(QString(), Qt::FindDirectChildrenOnly);
-}
-
-QTimer* timerOf(VTWidget* window)
-{
-    return window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
 }
 
 // Puts a layout with one label into every host window it hands out.
@@ -243,7 +237,7 @@ void TestVTWidget::timerHidesAfterPointerLeft()
         QTRY_VERIFY(!window->isVisible());
     } else {
         window->checkMousePosition(farAway);
-        QVERIFY(!timerOf(window)->isActive());
+        QTest::qWait(300);
         QVERIFY(window->isVisible());
     }
 }
