@@ -4,7 +4,9 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
+#include <QProcess>
 #include <QRegularExpression>
+#include <QStandardPaths>
 
 #include <atomic>
 
@@ -121,11 +123,7 @@ qint64 LiveObjects::count() const
     return liveObjects;
 }
 
-} // namespace VTTest
-
 // Fixtures for the window and view tests -------------------------------------
-
-namespace VTTest {
 
 QString makeUiPackage(const QTemporaryDir& dir, const QString& dataFolder, const QString& packageFolder,
     const QString& search, const QList<QPair<QString, QByteArray>>& vantles, const QByteArray& rootQml)
@@ -181,14 +179,7 @@ QStringList problems(const QStringList& messages, const QString& prefix)
     return result;
 }
 
-} // namespace VTTest
-
 // Video clips ------------------------------------------------------------------
-
-#include <QProcess>
-#include <QStandardPaths>
-
-namespace VTTest {
 
 QString makeClip(const QTemporaryDir& dir, const QString& name, const QStringList& arguments)
 {

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <Vantles/VTInterface.h>
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
 #include <QPair>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QWidget>
 
 namespace VTTest {
 
@@ -64,16 +68,7 @@ private:
     const bool m_counting;
 };
 
-} // namespace VTTest
-
 // Fixtures for the window and view tests -------------------------------------
-
-#include <Vantles/VTInterface.h>
-
-#include <QPointer>
-#include <QWidget>
-
-namespace VTTest {
 
 /// A package folder like makePackage() with one control file "Vantles.xml"
 /// made by controlFileXml(QString(), @p search, @p vantles), the QML
@@ -117,13 +112,7 @@ public:
 /// @p prefix taken out of the texts.
 QStringList problems(const QStringList& messages, const QString& prefix);
 
-} // namespace VTTest
-
 // Video clips ------------------------------------------------------------------
-
-#include <QStringList>
-
-namespace VTTest {
 
 /// Makes the media file @p name inside @p dir with the ffmpeg command line,
 /// which gets "-v error -y", then @p arguments (inputs and encoder options),

@@ -151,9 +151,7 @@ void TestVTComponents::elementAcceptsOnlyKnownNames_data()
     QTest::newRow("frame") << "PE_Frame" << QStringLiteral("PE_Frame") << 1;
     QTest::newRow("widget again") << widget << widget << 1;
     QTest::newRow("other case") << "pe_frame" << widget << 0;
-    QTest::newRow("trailing space") << "PE_Frame " << widget << 0;
     QTest::newRow("style element outside the table") << "PE_PanelTipLabel" << widget << 0;
-    QTest::newRow("empty") << "" << widget << 0;
 }
 
 void TestVTComponents::elementAcceptsOnlyKnownNames()

@@ -140,8 +140,6 @@ void TestVTVideo::initTestCase()
 void TestVTVideo::sourceRefusesBadUrlsAndQueuesTheRest()
 {
     VTVideoSourceFFMPEG source(nullptr);
-    QCOMPARE(source.frameWidth(), 200.0);
-    QVERIFY(!source.isFrameAvailable(0));
     QVERIFY(source.getFrame(0).isNull());
     QVERIFY(!source.setSource(QUrl()));
     QVERIFY(!source.setSource(QUrl(QStringLiteral("http://[bad"))));
@@ -270,7 +268,6 @@ void TestVTVideo::unplayableFileIsReported()
     QTRY_COMPARE(decoder.source.action(), VTVideoSource::idleAction);
     QVERIFY(!decoder.source.isOpen());
     QCOMPARE(decoder.source.totalFrameCount(), 0ULL);
-    QCOMPARE(decoder.source.frameWidth(), 200.0);
     QTest::qWait(200);
     QCOMPARE(log.debugMessages().size(), 1);
     QCOMPARE(decoder.ended, 0);
