@@ -70,6 +70,8 @@ public:
 
     /// An indented one-tag-per-line rendering of the element and its element
     /// children, for diagnostics: no content, no namespace, no escaping.
+    /// Each line is filled by successive QString::arg() calls, so a
+    /// placeholder such as "%1" in a name or value is filled in turn.
     Q_INVOKABLE QString toXml(int index) const;
     Q_INVOKABLE QString toXml() const;
 

@@ -67,9 +67,11 @@ void TestVTXmlElement::toXmlFillsPlaceholdersOneAfterAnother_data()
     QTest::addColumn<bool>("withChild");
     QTest::addColumn<QString>("expected");
 
-    // "%1<%2%3%4>" is filled by .arg(indent).arg(tag).arg(attributes).arg(closing) and an
-    // attribute by "%1=\"%2\"".arg(name).arg(value): each .arg() replaces every occurrence
-    // of the lowest placeholder left in the text built so far. A null value means no attribute.
+    // The library's documented contract, odd as it is: "%1<%2%3%4>" is filled
+    // by .arg(indent).arg(tag).arg(attributes).arg(closing) and an attribute by
+    // "%1=\"%2\"".arg(name).arg(value): each .arg() replaces every occurrence of
+    // the lowest placeholder left in the text built so far. A null value means
+    // no attribute.
     QTest::newRow("tag %3 takes the attribute part")
         << QStringLiteral("t%3") << QStringLiteral("1") << false << QStringLiteral("<t a=\"1\" a=\"1\"/>");
     QTest::newRow("tag %3 with children, closing tag untouched")
