@@ -94,9 +94,8 @@ public:
 
     /// Each message as "<type>:<text>", in order of arrival.
     QStringList messages;
-    /// Each resource as "<type>:<resource>"; openAnswer is what the host says.
+    /// Each resource as "<type>:<resource>"; the host says it opened each.
     QStringList opened;
-    bool openAnswer = true;
     /// Each question as "<key>|<shortcut offered>", and the last object asked about.
     QStringList shortcutCalls;
     QObject* shortcutObject = nullptr;
