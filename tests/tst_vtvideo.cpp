@@ -319,8 +319,9 @@ void TestVTVideo::controllerPacesAtFrameRateAndRestartsAtEnd()
     controller->play();
     QCOMPARE(controller->state(), VTVideoController::runningState);
     QTRY_VERIFY_WITH_TIMEOUT(controller->position() >= 20, 5000);
+    // 20 frames at 25 per second: 0.8 s, with room for a loaded machine.
     const qint64 elapsed = timer.elapsed();
-    QVERIFY2(elapsed >= 500 && elapsed <= 2000, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed >= 500 && elapsed <= 4000, qPrintable(QString::number(elapsed)));
 
     // At the end it stops on the last frame.
     QTRY_COMPARE_WITH_TIMEOUT(controller->state(), VTVideoController::stoppedState, 5000);
