@@ -5,7 +5,6 @@
 #include <QFileInfo>
 #include <QMutex>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <atomic>
@@ -170,11 +169,12 @@ QStringList problems(const QStringList& messages, const QString& prefix)
 {
     QStringList result;
     for (QString message : messages) {
-        message.replace(QRegularExpression(QStringLiteral("^ERROR:")), QStringLiteral("100:"));
-        message.replace(QRegularExpression(QStringLiteral("^Warning:")), QStringLiteral("200:"));
-        message.remove(prefix);
+        if (message.startsWith(QLatin1String("ERROR:")))
+            message.replace(0, 6, QStringLiteral("100:"));
+        else if (message.startsWith(QLatin1String("Warning:")))
+            message.replace(0, 8, QStringLiteral("200:"));
         if (message.startsWith(QLatin1String("100:")) || message.startsWith(QLatin1String("200:")))
-            result.append(message);
+            result.append(message.remove(prefix));
     }
     return result;
 }
