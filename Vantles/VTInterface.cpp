@@ -1,9 +1,16 @@
 #include "VTInterface.h"
 
+#include "VTControlName_p.h"
 #include "VTManager.h"
 
+#include <QAbstractButton>
+#include <QAction>
+#include <QCursor>
 #include <QDebug>
 #include <QDesktopServices>
+#include <QMenu>
+#include <QMenuBar>
+#include <QToolButton>
 #include <QUrl>
 
 namespace Vantles {
@@ -34,7 +41,40 @@ QWidget* VTInterface::createWindow(VTWindowType type)
 
 QString VTInterface::keyForObject(QObject* object)
 {
-    return object ? object->objectName() : QString();
+    if (!object)
+        return QString();
+    if (QAction* action = actionForObject(object)) {
+        const auto submenu = action->menu<QMenu*>();
+        if (submenu && hasOwnName(submenu))
+            return submenu->objectName();
+        if (!action->objectName().isEmpty())
+            return action->objectName();
+        // An unnamed entry of a menu is none of the menu's own.
+        if (qobject_cast<QMenu*>(object) || qobject_cast<QMenuBar*>(object))
+            return QString();
+    }
+    if (hasOwnName(object) || !object->isWidgetType())
+        return object->objectName();
+    for (const QWidget* ancestor = static_cast<QWidget*>(object)->parentWidget(); ancestor;
+         ancestor = ancestor->parentWidget()) {
+        if (hasOwnName(ancestor)) {
+            return QStringLiteral("%1/%2").arg(ancestor->objectName(), QLatin1String(object->metaObject()->className()));
+        }
+    }
+    return QString();
+}
+
+QAction* VTInterface::actionForObject(QObject* object)
+{
+    if (auto action = qobject_cast<QAction*>(object))
+        return action;
+    if (auto button = qobject_cast<QToolButton*>(object))
+        return button->defaultAction();
+    if (auto menu = qobject_cast<QMenu*>(object))
+        return menu->actionAt(menu->mapFromGlobal(QCursor::pos()));
+    if (auto bar = qobject_cast<QMenuBar*>(object))
+        return bar->actionAt(bar->mapFromGlobal(QCursor::pos()));
+    return nullptr;
 }
 
 bool VTInterface::openExternalResource(VTExternalResourceType type, const QString& resource)
@@ -86,8 +126,14 @@ QString VTInterface::translateString(const QString& string, const QString& conte
 QString VTInterface::shortCutForObject(const QString& key, QObject* object, const QString& shortcut)
 {
     Q_UNUSED(key)
-    Q_UNUSED(object)
-    return shortcut;
+    QKeySequence sequence;
+    if (QAction* action = actionForObject(object))
+        sequence = action->shortcut();
+    else if (auto button = qobject_cast<QAbstractButton*>(object))
+        sequence = button->shortcut();
+    // The application's shortcut is the one its user has: set by the
+    // application or changed by the user since the content was written.
+    return sequence.isEmpty() ? shortcut : sequence.toString(QKeySequence::NativeText);
 }
 
 bool VTInterface::show(const QString& key, const QPoint& globalPos, QObject* object)

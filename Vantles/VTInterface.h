@@ -10,6 +10,7 @@
 
 #include <memory>
 
+class QAction;
 class QMouseEvent;
 class QWidget;
 class VTContext;
@@ -63,7 +64,20 @@ public:
     /// A widget to hold a vantle the user pinned open, or null to let the
     /// vantle become a tool window of its own. The default returns null.
     virtual QWidget* createWindow(VTWindowType type);
-    /// The control key of @p object; the default is its object name.
+    /**
+     * The control key of @p object. The default finds it as a Qt Widgets
+     * application names its controls:
+     * - a control that stands for an action (actionForObject(): a tool
+     *   button, the entry under the pointer in a menu or menu bar) has the
+     *   action's object name; an entry that opens a submenu has its menu's
+     *   object name, else its action's;
+     * - any other object has its object name;
+     * - a widget without one (or with one of Qt's own, beginning "qt_") has
+     *   the name of its nearest named ancestor, a slash and its class name,
+     *   such as "settingsPage/ColorSwatch"; with no named ancestor, none.
+     * An empty key means the object is no control of its own: its tooltip
+     * event goes on to its parent widget, as Qt's tooltips do.
+     */
     virtual QString keyForObject(QObject* object);
     /// Opens a link, path or documentation topic; the default opens http,
     /// https and mailto URLs with QDesktopServices, refuses and reports
@@ -77,8 +91,15 @@ public:
     /// translation files.
     virtual QString translateString(const QString& string, const QString& context);
     /// The shortcut text shown for @p key's control; @p shortcut is the
-    /// content's own "shortcut" attribute, which the default returns as is.
+    /// content's own "shortcut" attribute. The default gives the current
+    /// shortcut of the control's action (actionForObject()), or of a button,
+    /// in the platform's native text, and @p shortcut where there is none.
     virtual QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut);
+
+    /// The action @p object stands for: itself when it is a QAction, a tool
+    /// button's default action, the entry under the pointer (QCursor::pos())
+    /// of a menu or menu bar; null for anything else.
+    static QAction* actionForObject(QObject* object);
 
     /// Shows the vantle for @p key near the global position @p globalPos for
     /// the control @p object (may be null); see VTManager::show().

@@ -8,24 +8,25 @@
 
 VTScrollBarComponent::VTScrollBarComponent(QQuickItem* parent)
     : QQuickPaintedItem(parent)
-    , m_scrollBar(new QScrollBar)
+    , m_host(new QWidget)
+    , m_scrollBar(new QScrollBar(m_host.get()))
 {
     // Painted into the item and fed its events; never a window of its own.
-    m_scrollBar->setAttribute(Qt::WA_DontShowOnScreen);
+    m_host->setAttribute(Qt::WA_DontShowOnScreen);
     m_scrollBar->ensurePolished();
     setAcceptedMouseButtons(Qt::LeftButton | Qt::MiddleButton);
-    connect(m_scrollBar.get(), &QScrollBar::valueChanged, this, &VTScrollBarComponent::scrollBarPositionChanged);
+    connect(m_scrollBar, &QScrollBar::valueChanged, this, &VTScrollBarComponent::scrollBarPositionChanged);
     // Presses in the groove step the bar on a timer: repaint whatever moved it.
-    connect(m_scrollBar.get(), &QScrollBar::valueChanged, this, [this] { update(); });
-    connect(m_scrollBar.get(), &QScrollBar::sliderPressed, this, [this] { update(); });
-    connect(m_scrollBar.get(), &QScrollBar::sliderReleased, this, [this] { update(); });
+    connect(m_scrollBar, &QScrollBar::valueChanged, this, [this] { update(); });
+    connect(m_scrollBar, &QScrollBar::sliderPressed, this, [this] { update(); });
+    connect(m_scrollBar, &QScrollBar::sliderReleased, this, [this] { update(); });
 }
 
 VTScrollBarComponent::~VTScrollBarComponent() = default;
 
 QScrollBar* VTScrollBarComponent::scrollBar() const
 {
-    return m_scrollBar.get();
+    return m_scrollBar;
 }
 
 float VTScrollBarComponent::start() const
@@ -106,12 +107,12 @@ void VTScrollBarComponent::paint(QPainter* painter)
 
 void VTScrollBarComponent::itemChange(ItemChange change, const ItemChangeData& value)
 {
-    if (m_scrollBar) {
-        if (change == ItemVisibleHasChanged)
-            m_scrollBar->setVisible(value.boolValue);
-        else if (change == ItemOpacityHasChanged)
-            m_scrollBar->setWindowOpacity(value.realValue);
-    }
+    // The bar lives in a widget that is never shown, so its visibility
+    // follows the item without a window of its own ever being shown: Qt
+    // closes an open menu when another top-level window appears. The item's
+    // opacity applies to what it paints.
+    if (m_scrollBar && change == ItemVisibleHasChanged)
+        m_scrollBar->setVisible(value.boolValue);
     QQuickPaintedItem::itemChange(change, value);
 }
 
@@ -120,7 +121,7 @@ void VTScrollBarComponent::forwardMouseEvent(QMouseEvent* event)
     const QPointF local = event->position();
     QMouseEvent forwarded(event->type(), local, local, event->globalPosition(), event->button(), event->buttons(),
         event->modifiers(), event->pointingDevice());
-    QCoreApplication::sendEvent(m_scrollBar.get(), &forwarded);
+    QCoreApplication::sendEvent(m_scrollBar, &forwarded);
     event->setAccepted(forwarded.isAccepted());
     update();
 }
@@ -147,7 +148,7 @@ void VTScrollBarComponent::wheelEvent(QWheelEvent* event)
     QWheelEvent forwarded(event->position(), event->globalPosition(), event->pixelDelta(), event->angleDelta(),
         event->buttons(), event->modifiers(), event->phase(), event->inverted(), event->source(),
         event->pointingDevice());
-    QCoreApplication::sendEvent(m_scrollBar.get(), &forwarded);
+    QCoreApplication::sendEvent(m_scrollBar, &forwarded);
     event->setAccepted(forwarded.isAccepted());
     update();
 }

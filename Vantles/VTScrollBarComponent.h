@@ -9,6 +9,7 @@
 #include <memory>
 
 class QScrollBar;
+class QWidget;
 
 /**
  * QML type "VTScrollBar": a native scroll bar inside the QML scene.
@@ -74,5 +75,7 @@ protected:
 private:
     void forwardMouseEvent(QMouseEvent* event);
 
-    std::unique_ptr<QScrollBar> m_scrollBar;
+    // The bar's parent, never shown: the bar is no window of its own.
+    std::unique_ptr<QWidget> m_host;
+    QScrollBar* m_scrollBar; // owned by m_host
 };

@@ -373,8 +373,9 @@ void TestVTComponents::itemStateReachesScrollBar()
     item.setVisible(true);
     QVERIFY(!bar->isHidden());
 
-    item.setOpacity(0.5);
-    QVERIFY2(qAbs(bar->windowOpacity() - 0.5) < 0.01, qPrintable(QString::number(bar->windowOpacity())));
+    // Never a window of its own: showing one would close an open menu.
+    QVERIFY(!bar->isWindow());
+    QVERIFY(!bar->window()->isVisible());
 }
 
 void TestVTComponents::pointerMovesPaintedHandle()
