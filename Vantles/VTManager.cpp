@@ -2,6 +2,7 @@
 
 #include "VTContext.h"
 #include "VTControlFileScanner_p.h"
+#include "VTControlName_p.h"
 #include "VTIndex.h"
 #include "VTScrollBarComponent.h"
 #include "VTStyledRectangleComponent.h"
@@ -12,12 +13,15 @@
 #include "VTXmlParser.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QHelpEvent>
 #include <QMap>
 #include <QKeyEvent>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMouseEvent>
 #include <QPointer>
 #include <QQmlListProperty>
@@ -73,7 +77,25 @@ public:
     // Shows the vantle of @p control below it, as for a keyboard user.
     bool showBelow(QWidget* control);
     bool handleKeyPress(QKeyEvent* event);
+    bool handleToolTip(QObject* watched, QHelpEvent* event);
     void handleFocus(QObject* watched, QFocusEvent* event);
+    // Whether the current vantle is up and not pinned.
+    bool vantleUp() const { return window && window->isVisible() && window->view() && !window->view()->reserved(); }
+    // Escape closes a vantle, ahead of a shortcut the host bound to it, but
+    // not while a menu is open: there it closes the menu, and the vantle
+    // goes with the menu.
+    bool escapeClosesVantle(const QKeyEvent* event) const
+    {
+        return event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier && vantleUp()
+            && !QApplication::activePopupWidget();
+    }
+
+    // The menu or menu bar under the pointer while another menu holds the
+    // pointer: Qt sends it no tooltip events, so its entries are followed
+    // here, after the same delays.
+    QPointer<QWidget> menuUnderPointer;
+    QTimer* menuTimer = nullptr;
+    void followMenus(const QPoint& globalPos);
     void checkLocaleSettings();
     void reportMissing(const QString& key);
 };
@@ -96,8 +118,8 @@ bool VTManagerPrivate::showBelow(QWidget* control)
 // control's. Either key stays the host's when it does nothing here.
 bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
 {
-    const bool up = window && window->isVisible() && window->view() && !window->view()->reserved();
-    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier && up) {
+    const bool up = vantleUp();
+    if (escapeClosesVantle(event)) {
         window->hideAnimated();
         return true;
     }
@@ -110,6 +132,80 @@ bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
         return true;
     }
     return showBelow(control);
+}
+
+// Qt offers a tooltip event to the widget under the pointer, then to its
+// parents until one shows a tooltip. A control of its own (a widget with a
+// name or an action) ends that walk: it shows its vantle, else its plain
+// tooltip, else nothing. A widget that is none (unnamed, or one Qt made, such
+// as a scroll area's viewport) shows its own key's vantle if there is one,
+// else stands for its nearest named ancestor.
+bool VTManagerPrivate::handleToolTip(QObject* watched, QHelpEvent* event)
+{
+    const QString key = q->keyForObject(watched);
+    if (!key.isEmpty() && q->show(key, event->globalPos(), watched))
+        return true;
+    if (!watched->isWidgetType())
+        return false;
+    auto widget = static_cast<QWidget*>(watched);
+    if (hasOwnName(widget) || VTInterface::actionForObject(widget)) {
+        if (key.isEmpty()) {
+            // A menu's separator or unnamed entry: not the vantle of another entry.
+            if (vantleUp() && window->referenceWidget() == widget)
+                window->hideAnimated();
+            return false;
+        }
+        // Qt shows a plain tooltip of the widget's own, or an entry's in a menu.
+        return widget->toolTip().isEmpty() && !qobject_cast<QMenu*>(widget);
+    }
+    while (!widget->isWindow() && (widget = widget->parentWidget())) {
+        if (hasOwnName(widget))
+            return handleToolTip(widget, event);
+    }
+    return false;
+}
+
+static bool isMenu(const QObject* object)
+{
+    return qobject_cast<const QMenu*>(object) || qobject_cast<const QMenuBar*>(object);
+}
+
+void VTManagerPrivate::followMenus(const QPoint& globalPos)
+{
+    QWidget* popup = QApplication::activePopupWidget();
+    QWidget* reference = window ? window->referenceWidget() : nullptr;
+    const bool menuVantle = vantleUp() && isMenu(reference);
+    if (!popup && !menuVantle)
+        return;
+    QWidget* under = QApplication::widgetAt(globalPos);
+    // An entry's vantle goes when the pointer leaves the menus, as Qt's
+    // tooltips of menu entries do.
+    if (menuVantle && !isMenu(under) && under != window && !(under && window->isAncestorOf(under)))
+        window->hideAnimated();
+    // Qt gives tooltip events only to the popup that holds the pointer: a
+    // parent menu or the menu bar under it gets none while a submenu is open.
+    if (!popup || under == popup || !isMenu(under)) {
+        if (menuTimer)
+            menuTimer->stop();
+        return;
+    }
+    menuUnderPointer = under;
+    if (!menuTimer) {
+        menuTimer = new QTimer(q);
+        menuTimer->setSingleShot(true);
+        QObject::connect(menuTimer, &QTimer::timeout, q, [this] {
+            const QPoint pointer = QCursor::pos();
+            QWidget* menu = menuUnderPointer;
+            if (!menu || QApplication::widgetAt(pointer) != menu)
+                return;
+            QHelpEvent event(QEvent::ToolTip, menu->mapFromGlobal(pointer), pointer);
+            handleToolTip(menu, &event);
+        });
+    }
+    // Browsing from entry to entry is quick once a vantle is up, as it is
+    // for Qt's tooltips.
+    const int delay = vantleUp() ? 20 : QApplication::style()->styleHint(QStyle::SH_ToolTip_WakeUpDelay, nullptr, under);
+    menuTimer->start(delay);
 }
 
 void VTManagerPrivate::handleFocus(QObject* watched, QFocusEvent* event)
@@ -475,7 +571,11 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
         d->reportMissing(key);
         if (!window->isVisible())
             return false;
-        if (window->isSafe(globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty()))
+        // The vantle of another entry of the same control (a menu) goes; one
+        // of another control stays while the pointer is near it, unless this
+        // control has a plain tooltip to show.
+        if (window->isSafe(globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty())
+            && (!referenceWidget || window->referenceWidget() != referenceWidget))
             return true;
         window->hideAnimated();
         return false;
@@ -515,6 +615,7 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
     switch (event->type()) {
     case QEvent::MouseMove:
         mouseMoveEventFilter(watched, static_cast<QMouseEvent*>(event));
+        d->followMenus(static_cast<QMouseEvent*>(event)->globalPosition().toPoint());
         break;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonRelease:
@@ -522,7 +623,21 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
             return true;
         break;
     case QEvent::ToolTip:
-        return show(keyForObject(watched), static_cast<QHelpEvent*>(event)->globalPos(), watched);
+        return d->handleToolTip(watched, static_cast<QHelpEvent*>(event));
+    case QEvent::Hide:
+        // A vantle goes with its control: a menu closed by a choice, a page
+        // switched away.
+        if (d->vantleUp() && d->window->referenceWidget() == watched)
+            d->window->setVisible(false);
+        break;
+    case QEvent::ShortcutOverride:
+        // Taken before the host's shortcuts see the key; the key press that
+        // follows closes the vantle.
+        if (d->escapeClosesVantle(static_cast<QKeyEvent*>(event))) {
+            event->accept();
+            return true;
+        }
+        break;
     case QEvent::ApplicationDeactivate:
         if (d->window)
             d->window->setVisible(false);

@@ -18,6 +18,7 @@
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QTest>
+#include <QToolTip>
 
 #include <memory>
 
@@ -383,12 +384,25 @@ void TestVTShowFlow::eventFilterShowsOnToolTipAndHidesAwayFromWindow()
     QApplication::sendEvent(qApp, &deactivate);
     QCOMPARE(host.window(), nullptr);
 
-    // A tooltip event for a widget without a vantle is passed on to it.
+    // A named control without a vantle or a plain tooltip shows nothing: the
+    // event ends there, and no parent shows its own instead.
     control.setObjectName(QStringLiteral("nothing"));
     QHelpEvent missed(QEvent::ToolTip, QPoint(5, 5), QPoint(200, 150));
     QApplication::sendEvent(&control, &missed);
-    QVERIFY(!missed.isAccepted());
+    QVERIFY(missed.isAccepted());
     QVERIFY(!host.window()->isVisible());
+    // One with a plain tooltip and an unnamed widget pass it on to Qt.
+    for (const char* tip : { "A plain tip", "" }) {
+        control.setObjectName(*tip ? QStringLiteral("nothing") : QString());
+        control.setToolTip(QString::fromLatin1(tip));
+        QHelpEvent passed(QEvent::ToolTip, QPoint(5, 5), QPoint(200, 150));
+        QApplication::sendEvent(&control, &passed);
+        QCOMPARE(passed.isAccepted(), *tip != 0);
+        QCOMPARE(QToolTip::isVisible(), *tip != 0);
+        QToolTip::hideText();
+        QTRY_VERIFY(!QToolTip::isVisible());
+    }
+    control.setToolTip(QString());
 
     control.setObjectName(QStringLiteral("plain"));
     QHelpEvent event(QEvent::ToolTip, QPoint(5, 5), QPoint(200, 150));
