@@ -17,6 +17,8 @@
 #include <QPropertyAnimation>
 #include <QQmlContext>
 #include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QSize>
 #include <QTextDocumentFragment>
@@ -24,6 +26,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #if VANTLES_HAVE_XCB
 #include <QtGui/qguiapplication_platform.h>
@@ -40,6 +43,24 @@ namespace {
 // The drop shadow: how far it spreads and how far down it falls.
 constexpr int shadowBlur = 10;
 constexpr int shadowDrop = 3;
+
+// Whether the platform changes a window's opacity; elsewhere (Wayland,
+// offscreen) it prints a warning for every try, and the fades animate the
+// content instead.
+bool platformHasWindowOpacity()
+{
+    const QString platform = QGuiApplication::platformName();
+    return platform == QLatin1String("xcb") || platform == QLatin1String("windows")
+        || platform == QLatin1String("cocoa");
+}
+
+// Wayland tells a client neither where its windows are nor where the pointer
+// is on the screen: positions are known only relative to a window, and the
+// compositor places a popup relative to its parent window.
+bool windowPositionsKnown()
+{
+    return !QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
 
 #if VANTLES_HAVE_XCB
 // An X11 desktop composites windows while some client owns the selection
@@ -106,11 +127,45 @@ QString plainText(VTManager* manager, const VTXmlElement* content, const char* n
 
 } // namespace
 
+// The fades' target where the platform has no window opacity: the view's
+// scene and the shadow around it.
+class VTContentFade : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(qreal level READ level WRITE setLevel)
+public:
+    explicit VTContentFade(VTWidget* window)
+        : QObject(window)
+        , m_window(window)
+    {
+    }
+    qreal level() const { return m_level; }
+    void setLevel(qreal level)
+    {
+        m_level = level;
+        apply();
+    }
+    // Also for a scene that was made after the level was set.
+    void apply()
+    {
+        if (VTView* view = m_window->view())
+            view->quickWindow()->contentItem()->setOpacity(m_level);
+        m_window->update();
+    }
+
+private:
+    VTWidget* m_window;
+    qreal m_level = 1.0;
+};
+
 class VTWidgetPrivate {
 public:
     VTView* view = nullptr;
     QPointer<QWidget> reference;
+    // The window the vantle belongs to: the control's, or the one under the
+    // pointer; its transient parent and, once pinned, its parent.
+    QPointer<QWidget> hostWindow;
     QPropertyAnimation* animation = nullptr;
+    VTContentFade* contentFade = nullptr; // where there is no window opacity
     QTimer* timer = nullptr;
     QPointer<VTManager> manager; // outlived by the window the manager deletes later
 
@@ -126,7 +181,38 @@ public:
     }
 
     QRect placement(const QSize& size) const;
+    void setFadeLevel(VTWidget* q, qreal level)
+    {
+        if (contentFade)
+            contentFade->setLevel(level);
+        else
+            q->setWindowOpacity(level);
+    }
+    void belongTo(VTWidget* q, QWidget* host);
 };
+
+// The window becomes a transient child of @p host, so that a compositor that
+// places popups relative to their parents (Wayland) places it beside the
+// control and not beside some other window it guesses.
+void VTWidgetPrivate::belongTo(VTWidget* q, QWidget* host)
+{
+    host = host ? host->window() : nullptr;
+    if (host == q)
+        host = nullptr;
+    hostWindow = host;
+    if (!q->windowHandle())
+        q->winId(); // makes the platform window
+    QWindow* parent = host ? host->windowHandle() : nullptr;
+    QWindow* window = q->windowHandle();
+    if (!window || window->transientParent() == parent)
+        return;
+    window->setTransientParent(parent);
+    // Wayland fixes a popup's parent when it maps it.
+    if (q->isVisible() && !windowPositionsKnown()) {
+        q->hide();
+        q->show();
+    }
+}
 
 // Beside the pointer at the offset; on the other side of it (left, above or
 // both) where that side leaves the screen's available area; and off the
@@ -135,15 +221,25 @@ public:
 QRect VTWidgetPrivate::placement(const QSize& size) const
 {
     const QSize offset = setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
-    QScreen* screen = QGuiApplication::screenAt(anchor);
-    if (!screen)
-        screen = reference ? reference->screen() : QGuiApplication::primaryScreen();
-    const QRect area = screen ? screen->availableGeometry() : QRect(anchor, size);
+    QRect area;
+    if (windowPositionsKnown()) {
+        QScreen* screen = QGuiApplication::screenAt(anchor);
+        if (!screen)
+            screen = reference ? reference->screen() : QGuiApplication::primaryScreen();
+        area = screen ? screen->availableGeometry() : QRect(anchor, size);
+    } else {
+        // Where the window is on the screen is unknown: the side with the
+        // most room inside the window, so that a maximised window never puts
+        // a vantle beyond the screen's edge. The compositor slides what
+        // still does not fit.
+        area = hostWindow ? QRect(hostWindow->mapToGlobal(QPoint(0, 0)), hostWindow->size()) : QRect(anchor, size);
+    }
+    const bool known = windowPositionsKnown();
 
     QRect candidate(anchor + QPoint(offset.width(), offset.height()), size);
-    if (candidate.right() > area.right())
+    if (candidate.right() > area.right() && (known || anchor.x() - area.left() > area.right() - anchor.x()))
         candidate.moveRight(anchor.x() - offset.width());
-    if (candidate.bottom() > area.bottom())
+    if (candidate.bottom() > area.bottom() && (known || anchor.y() - area.top() > area.bottom() - anchor.y()))
         candidate.moveBottom(anchor.y() - offset.height());
 
     if (!reference || !reference->isVisible())
@@ -172,7 +268,12 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
 {
     d->reference = reference;
     d->manager = manager;
-    d->animation = new QPropertyAnimation(this, "windowOpacity", this);
+    if (platformHasWindowOpacity()) {
+        d->animation = new QPropertyAnimation(this, "windowOpacity", this);
+    } else {
+        d->contentFade = new VTContentFade(this);
+        d->animation = new QPropertyAnimation(d->contentFade, "level", this);
+    }
     d->timer = new QTimer(this);
     d->timer->setSingleShot(true);
     static const bool factoryInstalled = (QAccessible::installFactory(accessibleFactory), true);
@@ -242,15 +343,34 @@ QWidget* VTWidget::referenceWidget() const
     return d->reference;
 }
 
+qreal VTWidget::fadeLevel() const
+{
+    return d->contentFade ? d->contentFade->level() : windowOpacity();
+}
+
 void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* content, QString rootPath)
 {
     if (!content || !d->view)
         return;
     d->reference = reference && reference->isWidgetType() ? static_cast<QWidget*>(reference) : nullptr;
+    QWidget* host = d->reference;
+    if (!host) {
+        const QSize offset = d->setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
+        host = QApplication::topLevelAt(pos - QPoint(offset.width(), offset.height()));
+        if (!host)
+            host = QApplication::activeWindow();
+    }
+    if (!d->view->reserved())
+        d->belongTo(this, host);
     d->view->setPackageRoot(QDir(rootPath));
 
     d->view->replaceContent(content);
-
+    // A vantle fading out comes back for its new content.
+    if (isVisible() && d->animation->state() != QAbstractAnimation::Stopped && d->animation->endValue() == 0.0) {
+        d->animation->stop();
+        disconnect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished);
+        d->setFadeLevel(this, 1.0);
+    }
 
     // Set on every show, also when unchanged: that re-evaluates the bindings
     // that call the view (translations, interpolated text, scaled sizes), so
@@ -265,6 +385,8 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
         hide();
         return;
     }
+    if (d->contentFade)
+        d->contentFade->apply();
     // Setting them tells a screen reader of a change while it is up.
     setAccessibleName(plainText(d->manager, content, "title"));
     setAccessibleDescription(plainText(d->manager, content, "text"));
@@ -273,15 +395,28 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     const QSize offset = d->setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
     d->anchor = pos - QPoint(offset.width(), offset.height());
     d->anchored = !d->view->reserved();
-    move(d->anchored && isVisible() ? d->placement(frameSize()).topLeft() : pos);
-    if (isVisible())
+    move(pos);
+    // Sized and placed for the new content now, hidden or not: content of
+    // the size of the last brings no resize that would place it later.
+    contentResized();
+    if (isVisible()) {
         reposition();
-    qCDebug(lcVantlesWindow).noquote() << QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
-                                              .arg(content->attribute(QStringLiteral("key")),
-                                                  content->attribute(QStringLiteral("VTLocation")),
-                                                  d->view->source().isLocalFile()
-                                                      ? d->view->source().toLocalFile()
-                                                      : d->view->source().toString());
+        // Moving on from another control: the countdown that began when the
+        // pointer left it is not this vantle's.
+        if (isSafe(QCursor::pos()))
+            d->timer->stop();
+        else
+            setTimer();
+    }
+    // For the host (a message) and for a developer (the logging category).
+    const QUrl source = d->view->source();
+    const QString shown = QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
+                              .arg(content->attribute(QStringLiteral("key")),
+                                  content->attribute(QStringLiteral("VTLocation")),
+                                  source.isLocalFile() ? source.toLocalFile() : source.toString());
+    qCDebug(lcVantlesWindow).noquote() << shown;
+    if (d->manager)
+        d->manager->handleMessage(VTMessageInformation, shown);
     showAnimated();
 }
 
@@ -303,7 +438,7 @@ void VTWidget::hideAnimated()
         return;
     }
     d->animation->setDuration(duration);
-    d->animation->setStartValue(windowOpacity());
+    d->animation->setStartValue(fadeLevel());
     d->animation->setEndValue(0.0);
     connect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished, Qt::UniqueConnection);
     d->animation->start();
@@ -323,11 +458,11 @@ void VTWidget::showAnimated()
         return;
     const int duration = d->setting(VTContextFadeInDuration, 0).toInt();
     if (duration == 0) {
-        setWindowOpacity(1.0);
+        d->setFadeLevel(this, 1.0);
         show();
         return;
     }
-    setWindowOpacity(0.1);
+    d->setFadeLevel(this, 0.1);
     show();
     contentResized();
     d->animation->setDuration(duration);
@@ -359,7 +494,9 @@ bool VTWidget::isSafe(const QPoint& p) const
 {
     // No null test on purpose: without a reference control, a point over no
     // widget of the application (the desktop, another program) is safe too.
-    if (QApplication::widgetAt(p) == d->reference.data())
+    // A widget inside the control (a scroll area's viewport) is the control.
+    QWidget* under = QApplication::widgetAt(p);
+    if (under == d->reference.data() || (d->reference && d->reference->isAncestorOf(under)))
         return true;
     const QSize margin = d->setting(VTContextSafeAreaSize, QSize(20, 20)).toSize();
     const QRect area = QRect(mapToGlobal(QPoint(0, 0)), frameSize())
@@ -369,6 +506,13 @@ bool VTWidget::isSafe(const QPoint& p) const
 
 QRect VTWidget::findVisibleGeometry(QRect geometry, bool* move)
 {
+    if (!windowPositionsKnown()) {
+        // The screen's area in this window's coordinates is unknown; the
+        // compositor keeps the window on the screen.
+        if (move)
+            *move = false;
+        return geometry;
+    }
     QScreen* screen = d->reference ? d->reference->screen() : QGuiApplication::primaryScreen();
     const QRect area = screen ? screen->availableGeometry() : geometry;
     bool moved = false;
@@ -460,8 +604,10 @@ void VTWidget::contentReservedChanged()
     }
 
     setAttribute(Qt::WA_DeleteOnClose);
-    setParent(d->reference ? d->reference->window() : nullptr,
+    setParent(d->reference ? d->reference->window() : d->hostWindow.data(),
         Qt::Tool | Qt::WindowTitleHint | Qt::CustomizeWindowHint | Qt::WindowCloseButtonHint);
+    if (d->contentFade)
+        d->contentFade->setLevel(1.0);
     setWindowModality(Qt::NonModal);
     setWindowTitle(content ? content->property("title").toString() : QString());
     move(position);
@@ -497,7 +643,7 @@ void VTWidget::paintEvent(QPaintEvent* event)
     for (int layer = shadowBlur; layer > 0; --layer) {
         QPainterPath path;
         path.addRoundedRect(panel.adjusted(-layer, -layer, layer, layer), radius + layer, radius + layer);
-        painter.fillPath(path, QColor(0, 0, 0, 4 + 3 * (shadowBlur - layer) / 2));
+        painter.fillPath(path, QColor(0, 0, 0, qRound((4 + 3 * (shadowBlur - layer) / 2) * fadeLevel())));
     }
 }
 
@@ -508,3 +654,5 @@ void VTWidget::hideEvent(QHideEvent* event)
 }
 
 } // namespace Vantles
+
+#include "VTWidget.moc"

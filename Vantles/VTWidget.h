@@ -19,9 +19,11 @@ class VTXmlElement;
 /**
  * The frameless top-level window that shows one vantle.
  *
- * It holds a VTView, fades in and out by window opacity (settings
- * VTContextFadeInDuration and VTContextFadeOutDuration), keeps inside the
- * available area of the screen of the control it was shown for, and hides a
+ * It holds a VTView, fades in and out (settings VTContextFadeInDuration and
+ * VTContextFadeOutDuration; by window opacity where the platform has it, else
+ * by the content's), is a transient child of the window of the control it
+ * was shown for, keeps inside the available area of that control's screen
+ * (where the platform tells where windows are), and hides a
  * while (VTContextTimerInterval) after the pointer has left a safe area
  * around it (VTContextSafeAreaSize). When the QML marks the view reserved,
  * the window leaves the tooltip role: it moves into a host window from
@@ -48,6 +50,10 @@ public:
     void setView(VTView* view);
     /// The control the vantle is shown for, or null.
     QWidget* referenceWidget() const;
+    /// How opaque the fades have left the vantle, from 0 to 1: the window's
+    /// opacity where the platform has window opacity (X11, Windows, macOS),
+    /// else that of the content, which the fades animate there (Wayland).
+    qreal fadeLevel() const;
 
     /// Whether the global point @p p is over the reference control or within
     /// the margin around the window.

@@ -16,6 +16,7 @@
 #include <QPointer>
 #include <QPropertyAnimation>
 #include <QQuickItem>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QTest>
 #include <QVBoxLayout>
@@ -179,14 +180,29 @@ void TestVTWidget::fadesEndOpaqueOrHiddenWithBaseState()
     // The window is sized before any fade-in starts, one pixel over the view.
     QCOMPARE(window->size(), fixedSize);
     QCOMPARE(window->view()->size(), QSize(200, 100));
+    // Offscreen has no window opacity: the fades animate the scene.
+    QQuickItem* scene = window->view()->quickWindow()->contentItem();
     if (fadeIn) {
-        QVERIFY2(window->windowOpacity() < 0.5, qPrintable(QString::number(window->windowOpacity())));
+        QVERIFY2(window->fadeLevel() < 0.5, qPrintable(QString::number(window->fadeLevel())));
+        QCOMPARE(scene->opacity(), window->fadeLevel());
         window->hideAnimated(); // ignored while fading in
         QVERIFY(window->isVisible());
         QTRY_COMPARE(animationOf(window)->state(), QAbstractAnimation::Stopped);
     }
     QVERIFY(window->isVisible());
+    QCOMPARE(window->fadeLevel(), 1.0);
+    QCOMPARE(scene->opacity(), 1.0);
     QCOMPARE(window->windowOpacity(), 1.0);
+
+    // Another vantle during the fade-out brings the window back for it.
+    if (fadeOut) {
+        window->hideAnimated();
+        QTRY_VERIFY(window->fadeLevel() < 1.0);
+        QCOMPARE(show(QStringLiteral("k2"), m_reference.get()), window);
+        QTest::qWait(fadeOut + 50);
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->fadeLevel(), 1.0);
+    }
 
     QQuickItem* root = window->view()->rootObject();
     QVERIFY(root);
@@ -203,7 +219,7 @@ void TestVTWidget::fadesEndOpaqueOrHiddenWithBaseState()
     QCOMPARE(show(QStringLiteral("k"), m_reference.get()), window);
     QTRY_COMPARE(animationOf(window)->state(), QAbstractAnimation::Stopped);
     QVERIFY(window->isVisible());
-    QCOMPARE(window->windowOpacity(), 1.0);
+    QCOMPARE(window->fadeLevel(), 1.0);
 }
 
 void TestVTWidget::timerHidesAfterPointerLeft_data()

@@ -16,6 +16,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QPainter>
 #include <QPalette>
 #include <QQuickItem>
 #include <QScreen>
@@ -46,12 +47,28 @@ void wait(int ms)
 // The part of the screen that holds the main window and the vantle.
 QImage compose(DemoWindow& window, Vantles::VTWidget* vantle)
 {
+    const bool shown = vantle && vantle->isVisible();
     QRect area = window.frameGeometry();
-    if (vantle && vantle->isVisible())
+    if (shown)
         area |= vantle->frameGeometry();
     QScreen* screen = window.screen();
     area &= screen->geometry();
-    return screen->grabWindow(0, area.x(), area.y(), area.width(), area.height()).toImage();
+    const QImage grabbed = screen->grabWindow(0, area.x(), area.y(), area.width(), area.height()).toImage();
+    if (!grabbed.isNull())
+        return grabbed;
+    // Wayland gives a client no picture of the screen: the windows paint
+    // themselves where the application placed them, the vantle over the
+    // main window.
+    area = window.geometry();
+    if (shown)
+        area |= vantle->geometry();
+    QImage image(area.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(QColor(0x30, 0x30, 0x30));
+    QPainter painter(&image);
+    painter.drawPixmap(window.geometry().topLeft() - area.topLeft(), window.grab());
+    if (shown)
+        painter.drawPixmap(vantle->geometry().topLeft() - area.topLeft(), vantle->grab());
+    return image;
 }
 
 // A dark palette for the whole application, tooltips included.
