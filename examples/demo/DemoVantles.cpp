@@ -8,14 +8,10 @@
 #include <Vantles/VTXmlElement.h>
 
 #include <Vantles/VTContext.h>
-#include <Vantles/VTManager.h>
 
-#include <QAction>
 #include <QApplication>
 #include <QDebug>
 #include <QDir>
-#include <QMenu>
-#include <QToolButton>
 
 DemoVantles::DemoVantles(VTContext& context, const QStringList& dataPath, DemoWindow* window)
     : VTInterface(context, dataPath)
@@ -38,32 +34,6 @@ void DemoVantles::setGlobalProperties()
 {
     manager()->setGlobalProperty(QStringLiteral("appName"), QApplication::applicationName());
     manager()->setGlobalProperty(QStringLiteral("undoLimit"), 100);
-}
-
-QString DemoVantles::keyForObject(QObject* object)
-{
-    // Toolbar buttons and menu entries are known by their actions' names.
-    if (auto button = qobject_cast<QToolButton*>(object)) {
-        if (button->defaultAction())
-            return button->defaultAction()->objectName();
-    }
-    if (auto menu = qobject_cast<QMenu*>(object)) {
-        if (menu->activeAction())
-            return menu->activeAction()->objectName();
-    }
-    return VTInterface::keyForObject(object);
-}
-
-QString DemoVantles::shortCutForObject(const QString& key, QObject* object, const QString& shortcut)
-{
-    Q_UNUSED(object)
-    if (m_window) {
-        if (QAction* action = m_window->actionForKey(key)) {
-            if (!action->shortcut().isEmpty())
-                return action->shortcut().toString(QKeySequence::NativeText);
-        }
-    }
-    return shortcut;
 }
 
 bool DemoVantles::openExternalResource(Vantles::VTExternalResourceType type, const QString& resource)

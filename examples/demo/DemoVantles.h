@@ -6,9 +6,10 @@
 
 class DemoWindow;
 
-// The demo's side of the library: control keys for toolbar buttons and menu
-// entries, shortcut texts from the actions, documentation in the demo's own
-// help dialog and a dock for pinned vantles.
+// The demo's side of the library: documentation in the demo's own help
+// dialog and a dock for pinned vantles. Toolbar buttons and menu entries
+// need nothing: the library knows them by their actions' names and shows
+// the actions' shortcuts.
 class DemoVantles : public Vantles::VTInterface {
     Q_OBJECT
 public:
@@ -19,8 +20,6 @@ public:
     /// The values the sample's texts interpolate.
     void setGlobalProperties();
 
-    QString keyForObject(QObject* object) override;
-    QString shortCutForObject(const QString& key, QObject* object, const QString& shortcut) override;
     bool openExternalResource(Vantles::VTExternalResourceType type, const QString& resource) override;
     QWidget* createWindow(Vantles::VTWindowType type) override;
     void handleMessage(Vantles::VTMessageType type, const QString& message) override;

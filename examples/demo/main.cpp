@@ -57,17 +57,18 @@ QImage compose(DemoWindow& window, Vantles::VTWidget* vantle)
     if (!grabbed.isNull())
         return grabbed;
     // Wayland gives a client no picture of the screen: the windows paint
-    // themselves where the application placed them, the vantle over the
-    // main window.
-    area = window.geometry();
+    // themselves, the vantle over the main window, where they are relative
+    // to each other (the screen positions Qt reports there are its own).
+    const QRect main(window.mapToGlobal(QPoint(0, 0)), window.size());
+    area = main;
     if (shown)
-        area |= vantle->geometry();
+        area |= QRect(vantle->mapToGlobal(QPoint(0, 0)), vantle->size());
     QImage image(area.size(), QImage::Format_ARGB32_Premultiplied);
     image.fill(QColor(0x30, 0x30, 0x30));
     QPainter painter(&image);
-    painter.drawPixmap(window.geometry().topLeft() - area.topLeft(), window.grab());
+    painter.drawPixmap(main.topLeft() - area.topLeft(), window.grab());
     if (shown)
-        painter.drawPixmap(vantle->geometry().topLeft() - area.topLeft(), vantle->grab());
+        painter.drawPixmap(vantle->mapToGlobal(QPoint(0, 0)) - area.topLeft(), vantle->grab());
     return image;
 }
 
