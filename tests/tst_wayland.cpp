@@ -24,7 +24,7 @@ using namespace Vantles;
 
 namespace {
 
-const QSize screenSize(1280, 1024);
+const QSize screenSize(1024, 768);
 const QSize vantleSize(200, 90);
 const QPoint offset(35, 30);
 const QRgb hostColour = qRgb(10, 120, 90);
@@ -119,7 +119,8 @@ void TestWayland::initTestCase()
     settings.set(VTContextInstallEventFilter, true);
     settings.set(VTContextFadeInDuration, 150);
     settings.set(VTContextFadeOutDuration, 150);
-    settings.set(VTContextTimerInterval, 400);
+    // No countdown: a vantle the host shows stays while the pointer is away.
+    settings.set(VTContextTimerInterval, 0);
     m_vantles = std::make_unique<VTInterface>(settings, QStringList { m_dir.filePath(QStringLiteral("data")) });
 
     QPalette palette = m_host.palette();
@@ -148,6 +149,9 @@ void TestWayland::cleanupTestCase()
 void TestWayland::init()
 {
     hideVantle();
+    // Off the host window, where the pointer hides no part of a vantle.
+    xdotool({ QStringLiteral("mousemove"), QStringLiteral("--sync"), QString::number(screenSize.width() - 4),
+        QString::number(screenSize.height() - 4) });
 }
 
 QImage TestWayland::screenshot()
@@ -183,7 +187,7 @@ QRect TestWayland::shownVantle(QImage* shot)
                 *shot = image;
             return found.size() == vantleSize && count == vantleSize.width() * vantleSize.height();
         },
-        10000);
+        20000);
     return found;
 }
 
