@@ -54,6 +54,11 @@ public:
     bool isSafe(const QPoint& p) const;
     /// Starts or stops the hide countdown for a pointer at @p p.
     void checkMousePosition(const QPoint& p);
+    /// A vantle the keyboard brought (focus or the toggle key) has no hide
+    /// countdown: it stays until Escape, a focus change or another vantle.
+    /// Every show resets it.
+    void setShownByKeyboard(bool byKeyboard);
+    bool isShownByKeyboard() const;
 
 public Q_SLOTS:
     /// Shows @p content (which the view then owns) at @p pos. The element it
@@ -76,6 +81,7 @@ public Q_SLOTS:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -6,6 +6,11 @@
 // properties), <image source="..."> (a file in Resources), any number of
 // <link topic="..."> or <link href="..."> (label as content) and
 // <video source="...">, and the attribute "shortcut".
+//
+// Assistive technology reads the title as a heading, the text as text and
+// the links, "Pin" and play / pause as links and buttons with a press
+// action. Once pinned, Tab and Shift+Tab move through them and Enter or
+// Space activates the one that has the focus.
 import QtQuick 2.15
 import com.zelvane.vantles.qml 1.0
 
@@ -24,6 +29,25 @@ VTStyledRectangle {
     toolTipStyle: true
     radius: vantleView.cornerRadius
     width: vantleView.getScaledSize(340)
+
+    // Enter, Return and Space activate the control that has the focus.
+    function activateOnKey(event, activate) {
+        if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter || event.key === Qt.Key_Space) {
+            activate()
+            event.accepted = true
+        }
+    }
+
+    // Shows which control has the keyboard focus.
+    component FocusRing: Rectangle {
+        anchors.fill: parent
+        anchors.margins: -2
+        visible: parent.activeFocus
+        color: "transparent"
+        border.color: root.linkColor
+        border.width: 1
+        radius: 2
+    }
     height: column.height + 2 * margin
 
     Column {
@@ -46,6 +70,8 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(15)
                 color: root.textColor
                 wrapMode: Text.Wrap
+                Accessible.role: Accessible.Heading
+                Accessible.name: vantleView.plainText(text)
             }
             Text {
                 id: shortcutLabel
@@ -60,16 +86,25 @@ VTStyledRectangle {
                 id: pin
                 objectName: "pin"
                 text: vantleView.reserved ? "" : vantleView.translate("Pin", "VantleUI")
+                visible: !vantleView.reserved
                 font.pixelSize: vantleView.getScaledSize(11)
                 font.underline: true
                 color: root.linkColor
+                function activate() {
+                    vantleView.stayOpen = true
+                    vantleView.reserved = true
+                }
+                Accessible.role: Accessible.Button
+                Accessible.name: text
+                Accessible.ignored: !visible
+                Accessible.onPressAction: activate()
+                activeFocusOnTab: visible
+                Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: {
-                        vantleView.stayOpen = true
-                        vantleView.reserved = true
-                    }
+                    onClicked: parent.activate()
                 }
             }
         }
@@ -98,6 +133,8 @@ VTStyledRectangle {
                     wrapMode: Text.Wrap
                     font.pixelSize: vantleView.getScaledSize(12)
                     color: root.textColor
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: vantleView.plainText(text)
                 }
             }
 
@@ -123,6 +160,9 @@ VTStyledRectangle {
             source: root.imageElement ? "file://" + vantleView.findResource(root.imageElement.attribute("source")) : ""
             width: Math.min(parent.width, sourceSize.width)
             fillMode: Image.PreserveAspectFit
+            Accessible.role: Accessible.Graphic
+            Accessible.name: root.imageElement ? root.imageElement.attribute("alt") : ""
+            Accessible.ignored: !visible || Accessible.name.length === 0
         }
 
         Item {
@@ -161,10 +201,20 @@ VTStyledRectangle {
                     font.pixelSize: vantleView.getScaledSize(11)
                     font.underline: true
                     color: root.linkColor
+                    function activate() {
+                        video.state === VTVideoComponent.playingState ? video.pause() : video.play()
+                    }
+                    Accessible.role: Accessible.Button
+                    Accessible.name: text
+                    Accessible.ignored: root.videoElement === null
+                    Accessible.onPressAction: activate()
+                    activeFocusOnTab: root.videoElement !== null
+                    Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                    FocusRing {}
                     MouseArea {
                         anchors.fill: parent
                         cursorShape: Qt.PointingHandCursor
-                        onClicked: video.state === VTVideoComponent.playingState ? video.pause() : video.play()
+                        onClicked: parent.activate()
                     }
                 }
 
@@ -211,11 +261,20 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(12)
                 font.underline: canOpen
                 color: canOpen ? root.linkColor : root.textColor
+                function activate() {
+                    vantleView.openExternalResource(target)
+                }
+                Accessible.role: canOpen ? Accessible.Link : Accessible.StaticText
+                Accessible.name: modelData.content
+                Accessible.onPressAction: if (canOpen) activate()
+                activeFocusOnTab: canOpen
+                Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     enabled: parent.canOpen
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: vantleView.openExternalResource(parent.target)
+                    onClicked: parent.activate()
                 }
             }
         }
