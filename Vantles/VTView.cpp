@@ -582,16 +582,24 @@ void VTView::keyPressEvent(QKeyEvent* event)
     --d->userAction;
 }
 
-// Assistive technology hears of the view getting the focus, not of the item
-// in it that has it: told last, a screen reader says that item.
+// Assistive technology hears of the view getting the focus (once this
+// returns), not of the item in it that has it: told after that, a screen
+// reader says the item.
 void VTView::focusInEvent(QFocusEvent* event)
 {
     QQuickWidget::focusInEvent(event);
-    QQuickItem* item = quickWindow() ? quickWindow()->activeFocusItem() : nullptr;
-    if (item && item != rootObject() && item != quickWindow()->contentItem() && QAccessible::isActive()) {
-        QAccessibleEvent focus(item, QAccessible::Focus);
-        QAccessible::updateAccessibility(&focus);
-    }
+    if (!QAccessible::isActive())
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            QQuickItem* item = quickWindow()->activeFocusItem();
+            if (hasFocus() && item && item != rootObject() && item != quickWindow()->contentItem()) {
+                QAccessibleEvent focus(item, QAccessible::Focus);
+                QAccessible::updateAccessibility(&focus);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void VTView::resizeEvent(QResizeEvent* event)

@@ -229,8 +229,15 @@ def run():
         fail("a pinned vantle has no \"Pin\" button")
     expect_event("the new window", "object:children-changed:add", "application", "vt_accessibilityhost")
     expect_event("the window activated", "window:activate", "frame", "Insert table")
+    # What a screen reader says last of the focus after the window's activation.
     wait_for("the first link focused", lambda: focused("link", "Tables on the web"))
-    print("  focus on [link] 'Tables on the web'")
+    activation = [e[0] for e in events].index("window:activate")
+    wait_for("the link told as the focus", lambda: [e[1:3] for e in events[activation:] if e[0] == "focus:"][-1:]
+             == [("link", "Tables on the web")])
+    print("  focus: on [link] 'Tables on the web'")
+    wait_for("the window titled", lambda: subprocess.run(["xdotool", "search", "--name", "^Insert table$"],
+                                                         stdout=subprocess.DEVNULL).returncode == 0)
+    print("  window title 'Insert table'")
 
     step("Tab, Shift+Tab and Return in the pinned window")
     key("Tab")
