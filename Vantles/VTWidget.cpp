@@ -527,7 +527,8 @@ void VTWidgetPrivate::announcePinned(QWidget* window) const
         first->forceActiveFocus(Qt::TabFocusReason);
 }
 
-// Escape closes a pinned vantle and gives the focus back to its control.
+// Escape closes a pinned vantle's own window (a host's window stays the
+// host's) and gives the focus back to the vantle's control.
 void VTWidget::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() != Qt::Key_Escape || event->modifiers() != Qt::NoModifier || !d->view || !d->view->reserved()) {
@@ -535,7 +536,8 @@ void VTWidget::keyPressEvent(QKeyEvent* event)
         return;
     }
     const QPointer<QWidget> control = d->reference;
-    window()->close();
+    if (isWindow())
+        close();
     if (control) {
         control->activateWindow();
         control->setFocus(Qt::OtherFocusReason);
