@@ -13,12 +13,12 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QPointer>
 #include <QPropertyAnimation>
-#include <QKeyEvent>
-#include <QQuickItem>
 #include <QQmlContext>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QScreen>
 #include <QSize>
 #include <QTimer>

@@ -120,15 +120,15 @@ def focused(role, name):
 
 def on_event(event):
     try:
-        events.append((event.type, event.source.getRoleName(), event.source.name, event.detail1))
-    except GLib.GError:
-        events.append((event.type, "", "", event.detail1))
+        events.append((event.type, event.source.getRoleName(), event.source.name, event.detail1, event.source.path))
+    except GLib.GError:  # the source is gone already
+        events.append((event.type, "", "", event.detail1, event.source.path))
 
 
-def expect_event(what, kind, role, name, detail1=None):
-    wait_for(what, lambda: any(e[0] == kind and e[1] == role and name in (None, e[2])
-                               and detail1 in (None, e[3]) for e in events))
-    print("  event %s from [%s] %s" % (kind, role, repr(name) if name else ""))
+def expect_event(what, kind, role, name, detail1=None, path=None):
+    wait_for(what, lambda: any(e[0] == kind and role in (None, e[1]) and name in (None, e[2])
+                               and detail1 in (None, e[3]) and path in (None, e[4]) for e in events))
+    print("  event %s from [%s] %s" % (kind, role or "the window", repr(name) if name else ""))
 
 
 def key(*keys):
@@ -260,6 +260,8 @@ def run():
 
     step("Escape closes it and gives the focus back")
     key("Escape")
+    expect_event("the window's end", "object:state-changed:showing", None, None, 0, window.path)
+    expect_event("the window deactivated", "window:deactivate", None, None, None, window.path)
     wait_for("the pinned window gone", lambda: not shown("frame", "Insert table"))
     wait_for("insertTable focused again", lambda: focused("push button", "insertTable"))
     print("  focus on [push button] 'insertTable'")

@@ -29,6 +29,7 @@ VTStyledRectangle {
     toolTipStyle: true
     radius: vantleView.cornerRadius
     width: vantleView.getScaledSize(340)
+    height: column.height + 2 * margin
 
     // Enter, Return and Space activate the control that has the focus.
     function activateOnKey(event, activate) {
@@ -48,7 +49,6 @@ VTStyledRectangle {
         border.width: 1
         radius: 2
     }
-    height: column.height + 2 * margin
 
     Column {
         id: column
