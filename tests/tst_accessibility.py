@@ -185,7 +185,7 @@ def run():
         fail("\"Pin\" should be a button that can be pressed")
     expect_event("the tool tip shown", "object:state-changed:showing", "tool tip", "Insert table", 1)
 
-    step("pointer moved onto the window's margin: the countdown hides it")
+    step("pointer moved off the control onto the window's margin: the vantle goes")
     frame = button.parent.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
     subprocess.run(["xdotool", "mousemove", str(frame.x + 2), str(frame.y + frame.height - 2)], check=True)
     wait_for("the tool tip hidden", lambda: none_shown("tool tip"))
