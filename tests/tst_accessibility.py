@@ -144,7 +144,7 @@ def check_vantle_content(vantle):
     headings = find_all(vantle, "heading", "Insert table")
     texts = [t for t in find_all(vantle, "static") + find_all(vantle, "label")
              if t.name == "Adds a table at the cursor."]
-    links = [(l.name, "Press" in actions_of(l)) for l in find_all(vantle, "link")]
+    links = [(l.name, actions_of(l).count("Press") == 1) for l in find_all(vantle, "link")]
     if not headings or not texts:
         fail("the title should read as a heading and the text as text")
     if links != [("Tables on the web", True), ("Sizing columns", True)]:
@@ -181,7 +181,7 @@ def run():
     if vantle.description != "Adds a table at the cursor.":
         fail("the tool tip should be described with the vantle's text")
     check_vantle_content(vantle)
-    if "Press" not in actions_of(find_all(vantle, "push button", "Pin")[0]):
+    if actions_of(find_all(vantle, "push button", "Pin")[0]).count("Press") != 1:
         fail("\"Pin\" should be a button that can be pressed")
     expect_event("the tool tip shown", "object:state-changed:showing", "tool tip", "Insert table", 1)
 

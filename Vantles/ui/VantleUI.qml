@@ -8,9 +8,11 @@
 // <video source="...">, and the attribute "shortcut".
 //
 // Assistive technology reads the title as a heading, the text as text and
-// the links, "Pin" and play / pause as links and buttons with a press
-// action. Once pinned, Tab and Shift+Tab move through them and Enter or
-// Space activates the one that has the focus.
+// the links, "Pin" and play / pause as links and buttons whose Press action
+// calls their accessiblePressAction() (as Qt's accessibility does for an
+// item with no Accessible.onPressAction, which would list Press twice).
+// Once pinned, Tab and Shift+Tab move through them and Enter or Space
+// activates the one that has the focus.
 import QtQuick 2.15
 import com.zelvane.vantles.qml 1.0
 
@@ -90,21 +92,20 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(11)
                 font.underline: true
                 color: root.linkColor
-                function activate() {
+                function accessiblePressAction() {
                     vantleView.stayOpen = true
                     vantleView.reserved = true
                 }
                 Accessible.role: Accessible.Button
                 Accessible.name: text
                 Accessible.ignored: !visible
-                Accessible.onPressAction: activate()
                 activeFocusOnTab: visible
-                Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
                 FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: parent.activate()
+                    onClicked: parent.accessiblePressAction()
                 }
             }
         }
@@ -201,20 +202,19 @@ VTStyledRectangle {
                     font.pixelSize: vantleView.getScaledSize(11)
                     font.underline: true
                     color: root.linkColor
-                    function activate() {
+                    function accessiblePressAction() {
                         video.state === VTVideoComponent.playingState ? video.pause() : video.play()
                     }
                     Accessible.role: Accessible.Button
                     Accessible.name: text
                     Accessible.ignored: root.videoElement === null
-                    Accessible.onPressAction: activate()
-                    activeFocusOnTab: root.videoElement !== null
-                    Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                        activeFocusOnTab: root.videoElement !== null
+                    Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
                     FocusRing {}
                     MouseArea {
                         anchors.fill: parent
                         cursorShape: Qt.PointingHandCursor
-                        onClicked: parent.activate()
+                        onClicked: parent.accessiblePressAction()
                     }
                 }
 
@@ -261,20 +261,20 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(12)
                 font.underline: canOpen
                 color: canOpen ? root.linkColor : root.textColor
-                function activate() {
-                    vantleView.openExternalResource(target)
+                function accessiblePressAction() {
+                    if (canOpen)
+                        vantleView.openExternalResource(target)
                 }
                 Accessible.role: canOpen ? Accessible.Link : Accessible.StaticText
                 Accessible.name: modelData.content
-                Accessible.onPressAction: if (canOpen) activate()
                 activeFocusOnTab: canOpen
-                Keys.onPressed: (event) => root.activateOnKey(event, activate)
+                Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
                 FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     enabled: parent.canOpen
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: parent.activate()
+                    onClicked: parent.accessiblePressAction()
                 }
             }
         }
