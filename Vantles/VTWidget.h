@@ -26,7 +26,8 @@ class VTXmlElement;
  * around it (VTContextSafeAreaSize). When the QML marks the view reserved,
  * the window leaves the tooltip role: it moves into a host window from
  * VTInterface::createWindow() or becomes a tool window of its own, deleted
- * when the user closes it.
+ * when the user closes it or presses Escape in it. Assistive technology is
+ * told of a pinned vantle as of a new window, which takes the focus.
  */
 class VANTLES_EXPORT VTWidget : public QWidget {
     Q_OBJECT
