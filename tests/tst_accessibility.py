@@ -128,7 +128,8 @@ def on_event(event):
 def expect_event(what, kind, role, name, detail1=None, path=None):
     wait_for(what, lambda: any(e[0] == kind and role in (None, e[1]) and name in (None, e[2])
                                and detail1 in (None, e[3]) and path in (None, e[4]) for e in events))
-    print("  event %s from [%s] %s" % (kind, role or "the window", repr(name) if name else ""))
+    print("  event %s%s from [%s] %s" % (kind, "" if detail1 is None else " %d" % detail1, role or "the window",
+                                         repr(name) if name else ""))
 
 
 def key(*keys):
