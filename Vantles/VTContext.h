@@ -64,6 +64,10 @@ enum VTContextKey : int {
     /// may take; a longer clip keeps a window of frames and decodes again
     /// to loop or scrub
     VTContextVideoMemoryBudget = 45,
+    /// QKeySequence or string, "Ctrl+Shift+F1": pins the vantle that is up,
+    /// as its "Pin" does, and gives the pinned window the keyboard focus; an
+    /// empty sequence turns the key off; needs VTContextInstallEventFilter
+    VTContextPinKeySequence = 51,
 };
 
 /**

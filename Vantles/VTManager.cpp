@@ -78,6 +78,7 @@ public:
     bool showBelow(QWidget* control);
     bool handleKeyPress(QKeyEvent* event);
     bool handleToolTip(QObject* watched, QHelpEvent* event);
+    bool pinByKeyboard(QKeyEvent* event);
     void handleFocus(QObject* watched, QFocusEvent* event);
     // Whether the current vantle is up and not pinned.
     bool vantleUp() const { return window && window->isVisible() && window->view() && !window->view()->reserved(); }
@@ -111,7 +112,26 @@ bool VTManagerPrivate::showBelow(QWidget* control)
     const QSize offset = context.get(VTContextTooltipOffset, QSize(35, 30)).toSize();
     const int gap = 2;
     const QPoint corner = control->mapToGlobal(QPoint(0, control->height() + gap));
-    return q->show(key, corner - QPoint(offset.width(), offset.height()), control);
+    if (!q->show(key, corner - QPoint(offset.width(), offset.height()), control))
+        return false;
+    // Read at the user's pace: no countdown.
+    window->setShownByKeyboard(true);
+    return true;
+}
+
+// The pin key pins the vantle that is up, as its "Pin" does; the pinned
+// window then takes the focus.
+bool VTManagerPrivate::pinByKeyboard(QKeyEvent* event)
+{
+    VTView* view = window && window->isVisible() ? window->view() : nullptr;
+    if (!view || view->reserved())
+        return false;
+    const QKeySequence pin(context.get(VTContextPinKeySequence, QStringLiteral("Ctrl+Shift+F1")).toString());
+    if (pin.isEmpty() || pin != QKeySequence(event->keyCombination()))
+        return false;
+    view->setStayOpen(true);
+    view->setReserved(true);
+    return true;
 }
 
 // Escape hides an unpinned vantle; the toggle key shows or hides the focused
@@ -214,9 +234,11 @@ void VTManagerPrivate::handleFocus(QObject* watched, QFocusEvent* event)
         return;
     QWidget* control = static_cast<QWidget*>(watched);
     if (event->type() == QEvent::FocusOut) {
-        if (control != focusControl)
+        const bool keyboardVantle = window && window->isShownByKeyboard() && window->referenceWidget() == control;
+        if (control != focusControl && !keyboardVantle)
             return;
-        focusTimer->stop();
+        if (focusTimer)
+            focusTimer->stop();
         if (window && window->isVisible() && window->referenceWidget() == control && window->view()
             && !window->view()->reserved())
             window->hideAnimated();
@@ -643,6 +665,8 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
             d->window->setVisible(false);
         break;
     case QEvent::KeyPress:
+        if (d->pinByKeyboard(static_cast<QKeyEvent*>(event)))
+            return true;
         // Escape closes a vantle as it closes a tooltip.
         if (d->handleKeyPress(static_cast<QKeyEvent*>(event)))
             return true;

@@ -10,6 +10,7 @@
 #include "VTWidget.h"
 #include "VTXmlElement.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCursor>
 #include <QDateTime>
@@ -19,6 +20,9 @@
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
+#include <QQuickWindow>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
 #include <QUrl>
 
 #include <algorithm>
@@ -121,6 +125,40 @@ void VTViewPrivate::reportQmlErrors(VTMessageType type, const QList<QQmlError>& 
     }
 }
 
+// An action that assistive technology asks for (a screen reader's "press"
+// on a link) is the user's own act, as a click is. On Linux it arrives as a
+// call from the AT-SPI bus, which Qt's bridge receives as an event of its
+// adaptor: delivered here, the call's length is known.
+class AssistiveCalls : public QObject {
+public:
+    static bool inProgress() { return depth > 0; }
+    static void watch()
+    {
+        static QPointer<AssistiveCalls> watcher;
+        if (!watcher && qApp) {
+            watcher = new AssistiveCalls(qApp);
+            qApp->installEventFilter(watcher);
+        }
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() != QEvent::MetaCall || depth > 0 || !watched->inherits("AtSpiAdaptor"))
+            return false;
+        ++depth;
+        watched->event(event);
+        --depth;
+        return true;
+    }
+
+private:
+    using QObject::QObject;
+    static int depth;
+};
+
+int AssistiveCalls::depth = 0;
+
 // The URL of an interface file: a local file, or one of the library's
 // resources (":/...").
 static QUrl sourceFor(const QString& path)
@@ -155,6 +193,7 @@ VTView::VTView(VTManager* manager, QWidget* parent)
 {
     d->manager = manager;
     connect(engine(), &QQmlEngine::warnings, this, &VTView::handleWarnings);
+    AssistiveCalls::watch();
 
     // The interface reaches files of its package and of the QML modules
     // only, and the network not at all unless the host allows images.
@@ -432,7 +471,7 @@ void VTView::openExternalResource(const QString& resourceLocator)
 {
     if (!d->manager)
         return;
-    if (d->userAction == 0) {
+    if (d->userAction == 0 && !AssistiveCalls::inProgress()) {
         d->reportForContent(VTMessageWarning,
             QStringLiteral("The interface asked to open \"%1\" without a click of the user: refused.")
                 .arg(resourceLocator));
@@ -466,6 +505,11 @@ QString VTView::translate(const QString& string, const QString& context)
 int VTView::getScaledSize(int size)
 {
     return d->manager ? d->manager->getScaledSize(size) : size;
+}
+
+QString VTView::plainText(const QString& text) const
+{
+    return (Qt::mightBeRichText(text) ? QTextDocumentFragment::fromHtml(text).toPlainText() : text).simplified();
 }
 
 void VTView::statusHasChanged(QQuickWidget::Status s)
@@ -536,6 +580,26 @@ void VTView::keyPressEvent(QKeyEvent* event)
     ++d->userAction;
     QQuickWidget::keyPressEvent(event);
     --d->userAction;
+}
+
+// Assistive technology hears of the view getting the focus (once this
+// returns), not of the item in it that has it: told after that, a screen
+// reader says the item.
+void VTView::focusInEvent(QFocusEvent* event)
+{
+    QQuickWidget::focusInEvent(event);
+    if (!QAccessible::isActive())
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            QQuickItem* item = quickWindow()->activeFocusItem();
+            if (hasFocus() && item && item != rootObject() && item != quickWindow()->contentItem()) {
+                QAccessibleEvent focus(item, QAccessible::Focus);
+                QAccessible::updateAccessibility(&focus);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 void VTView::resizeEvent(QResizeEvent* event)

@@ -111,7 +111,9 @@ public:
     Q_INVOKABLE void setItemCursor(QQuickItem* object, const QString& shape, const QString& tag);
     Q_INVOKABLE void debugLog(const QString& msg);
     /// Passes @p resourceLocator to the manager while the user clicks or
-    /// presses a key in this view; refuses and reports it at any other time.
+    /// presses a key in this view, or while assistive technology asks for an
+    /// action (on Linux, through the AT-SPI bus); refuses and reports it at
+    /// any other time.
     Q_INVOKABLE void openExternalResource(const QString& resourceLocator);
     Q_INVOKABLE QString interpolate(const QString& string);
     Q_INVOKABLE void setOverrideCursor(const QString& shape);
@@ -121,6 +123,9 @@ public:
     /// when the path leads outside the package's folders.
     Q_INVOKABLE QString findResource(const QString& relativePath);
     Q_INVOKABLE int getScaledSize(int size);
+    /// @p text without its markup (when it is rich text) and with its white
+    /// space simplified: what assistive technology reads of it.
+    Q_INVOKABLE QString plainText(const QString& text) const;
 
 Q_SIGNALS:
     void stayOpenChanged();
@@ -146,6 +151,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
 
 private:
     std::unique_ptr<VTViewPrivate> const d;

@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QPointer>
 #include <QPropertyAnimation>
 #include <QQmlContext>
@@ -21,7 +22,6 @@
 #include <QQuickWindow>
 #include <QScreen>
 #include <QSize>
-#include <QTextDocumentFragment>
 #include <QTimer>
 #include <QPainter>
 #include <QPainterPath>
@@ -94,7 +94,9 @@ bool x11Composites()
 #endif
 
 // Assistive technology sees a vantle as a tooltip, named with its title and
-// described with its text; a pinned one as the window it has become.
+// described with its text; a pinned one as the window it has become, a
+// child of the application as the application lists it (not of the window
+// it stays above).
 class VTWidgetAccessible : public QAccessibleWidget {
 public:
     explicit VTWidgetAccessible(VTWidget* widget)
@@ -104,7 +106,13 @@ public:
     QAccessible::Role role() const override
     {
         const auto widget = static_cast<const VTWidget*>(object());
-        return widget->view() && widget->view()->reserved() ? QAccessible::Window : QAccessible::ToolTip;
+        if (!widget->view() || !widget->view()->reserved())
+            return QAccessible::ToolTip;
+        return widget->isWindow() ? QAccessible::Window : QAccessible::Client;
+    }
+    QAccessibleInterface* parent() const override
+    {
+        return widget()->isWindow() ? QAccessible::queryAccessibleInterface(qApp) : QAccessibleWidget::parent();
     }
 };
 
@@ -116,13 +124,12 @@ QAccessibleInterface* accessibleFactory(const QString& className, QObject* objec
 }
 
 // The element's text without its markup and placeholders filled.
-QString plainText(VTManager* manager, const VTXmlElement* content, const char* name)
+QString plainText(VTManager* manager, const VTView* view, const VTXmlElement* content, const char* name)
 {
     const VTXmlElement* element = content ? content->childElement(QLatin1String(name)) : nullptr;
-    if (!element)
+    if (!element || !view)
         return QString();
-    const QString text = manager ? manager->interpolate(element->content()) : element->content();
-    return QTextDocumentFragment::fromHtml(text).toPlainText().simplified();
+    return view->plainText(manager ? manager->interpolate(element->content()) : element->content());
 }
 
 } // namespace
@@ -174,6 +181,8 @@ public:
     bool anchored = false;
     // Whether the window draws a drop shadow around the view.
     bool shadow = false;
+    // Whether the keyboard brought the vantle: it then has no countdown.
+    bool byKeyboard = false;
 
     QVariant setting(VTContextKey key, const QVariant& defaultValue) const
     {
@@ -189,6 +198,8 @@ public:
             q->setWindowOpacity(level);
     }
     void belongTo(VTWidget* q, QWidget* host);
+    void forgetTooltipAccessible(VTWidget* q) const;
+    void announcePinned(QWidget* window) const;
 };
 
 // The window becomes a transient child of @p host, so that a compositor that
@@ -362,6 +373,7 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     }
     if (!d->view->reserved())
         d->belongTo(this, host);
+    d->byKeyboard = false;
     d->view->setPackageRoot(QDir(rootPath));
 
     d->view->replaceContent(content);
@@ -388,8 +400,8 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     if (d->contentFade)
         d->contentFade->apply();
     // Setting them tells a screen reader of a change while it is up.
-    setAccessibleName(plainText(d->manager, content, "title"));
-    setAccessibleDescription(plainText(d->manager, content, "text"));
+    setAccessibleName(plainText(d->manager, d->view, content, "title"));
+    setAccessibleDescription(plainText(d->manager, d->view, content, "text"));
     // Moved only now, with the new content in place: a visible window never
     // shows the old content at the new place.
     const QSize offset = d->setting(VTContextTooltipOffset, QSize(35, 30)).toSize();
@@ -474,11 +486,23 @@ void VTWidget::showAnimated()
 void VTWidget::setTimer()
 {
     d->timer->stop();
-    if (d->view && d->view->stayOpen())
+    if ((d->view && d->view->stayOpen()) || d->byKeyboard)
         return;
     const float interval = d->setting(VTContextTimerInterval, 3000.0f).toFloat();
     if (interval > 0)
         d->timer->start(int(interval));
+}
+
+void VTWidget::setShownByKeyboard(bool byKeyboard)
+{
+    d->byKeyboard = byKeyboard;
+    if (byKeyboard)
+        d->timer->stop();
+}
+
+bool VTWidget::isShownByKeyboard() const
+{
+    return d->byKeyboard;
 }
 
 void VTWidget::checkMousePosition(const QPoint& p)
@@ -580,6 +604,7 @@ void VTWidget::contentReservedChanged()
 
     const QPoint position = pos();
     VTXmlElement* content = d->view->content();
+    d->forgetTooltipAccessible(this);
     // A pinned vantle is an ordinary window, without a tooltip's shadow.
     if (d->shadow) {
         d->shadow = false;
@@ -593,13 +618,15 @@ void VTWidget::contentReservedChanged()
             layout = new QVBoxLayout(hostWindow);
             layout->setContentsMargins(0, 0, 0, 0);
         }
-        hostWindow->setWindowTitle(content ? content->attribute(QStringLiteral("title")) : QString());
+        const QString title = content ? content->attribute(QStringLiteral("title")) : QString();
+        hostWindow->setWindowTitle(title.isEmpty() ? accessibleName() : title);
         layout->addWidget(this);
         hostWindow->setWindowFlags(
             hostWindow->windowFlags() | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
         contentResized();
         hostWindow->move(position);
         hostWindow->show();
+        d->announcePinned(hostWindow);
         return;
     }
 
@@ -609,9 +636,57 @@ void VTWidget::contentReservedChanged()
     if (d->contentFade)
         d->contentFade->setLevel(1.0);
     setWindowModality(Qt::NonModal);
-    setWindowTitle(content ? content->property("title").toString() : QString());
+    const QString title = content ? content->property("title").toString() : QString();
+    setWindowTitle(title.isEmpty() ? accessibleName() : title);
     move(position);
     show();
+    d->announcePinned(this);
+}
+
+// The tooltip's accessible object ends with the tooltip: the window a pinned
+// vantle becomes is a new object to assistive technology, so that no client
+// keeps the tooltip's role for it.
+void VTWidgetPrivate::forgetTooltipAccessible(VTWidget* q) const
+{
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent gone(q, QAccessible::ObjectDestroyed);
+    QAccessible::updateAccessibility(&gone);
+    if (QAccessibleInterface* tooltip = QAccessible::queryAccessibleInterface(q))
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(tooltip));
+}
+
+// A pinned vantle's window is created, then activated with the focus on its
+// first link or button: a screen reader says its title and that control.
+void VTWidgetPrivate::announcePinned(QWidget* window) const
+{
+    if (QAccessible::isActive()) {
+        QAccessibleEvent created(window, QAccessible::ObjectCreated);
+        QAccessible::updateAccessibility(&created);
+    }
+    window->activateWindow();
+    view->setFocus(Qt::ActiveWindowFocusReason);
+    QQuickItem* root = view->rootObject();
+    QQuickItem* first = root ? root->nextItemInFocusChain(true) : nullptr;
+    if (first && first != root)
+        first->forceActiveFocus(Qt::TabFocusReason);
+}
+
+// Escape closes a pinned vantle's own window (a host's window stays the
+// host's) and gives the focus back to the vantle's control.
+void VTWidget::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() != Qt::Key_Escape || event->modifiers() != Qt::NoModifier || !d->view || !d->view->reserved()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    const QPointer<QWidget> control = d->reference;
+    if (isWindow())
+        close();
+    if (control) {
+        control->activateWindow();
+        control->setFocus(Qt::OtherFocusReason);
+    }
 }
 
 void VTWidget::showEvent(QShowEvent* event)

@@ -28,7 +28,8 @@ class VTXmlElement;
  * around it (VTContextSafeAreaSize). When the QML marks the view reserved,
  * the window leaves the tooltip role: it moves into a host window from
  * VTInterface::createWindow() or becomes a tool window of its own, deleted
- * when the user closes it.
+ * when the user closes it or presses Escape in it. Assistive technology is
+ * told of a pinned vantle as of a new window, which takes the focus.
  */
 class VANTLES_EXPORT VTWidget : public QWidget {
     Q_OBJECT
@@ -60,6 +61,11 @@ public:
     bool isSafe(const QPoint& p) const;
     /// Starts or stops the hide countdown for a pointer at @p p.
     void checkMousePosition(const QPoint& p);
+    /// A vantle the keyboard brought (focus or the toggle key) has no hide
+    /// countdown: it stays until Escape, a focus change or another vantle.
+    /// Every show resets it.
+    void setShownByKeyboard(bool byKeyboard);
+    bool isShownByKeyboard() const;
 
 public Q_SLOTS:
     /// Shows @p content (which the view then owns) at @p pos. The element it
@@ -82,6 +88,7 @@ public Q_SLOTS:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -23,6 +23,8 @@ VTStyledRectangle {
         text: root.titleElement ? root.titleElement.content : ""
         font.pixelSize: vantleView.getScaledSize(12)
         color: root.textColor
+        Accessible.role: Accessible.StaticText
+        Accessible.name: vantleView.plainText(text)
     }
     Text {
         id: shortcutLabel

@@ -6,6 +6,13 @@
 // properties), <image source="..."> (a file in Resources), any number of
 // <link topic="..."> or <link href="..."> (label as content) and
 // <video source="...">, and the attribute "shortcut".
+//
+// Assistive technology reads the title as a heading, the text as text and
+// the links, "Pin" and play / pause as links and buttons whose Press action
+// calls their accessiblePressAction() (as Qt's accessibility does for an
+// item with no Accessible.onPressAction, which would list Press twice).
+// Once pinned, Tab and Shift+Tab move through them and Enter or Space
+// activates the one that has the focus.
 import QtQuick 2.15
 import com.zelvane.vantles.qml 1.0
 
@@ -25,6 +32,25 @@ VTStyledRectangle {
     radius: vantleView.cornerRadius
     width: vantleView.getScaledSize(340)
     height: column.height + 2 * margin
+
+    // Enter, Return and Space activate the control that has the focus.
+    function activateOnKey(event, activate) {
+        if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter || event.key === Qt.Key_Space) {
+            activate()
+            event.accepted = true
+        }
+    }
+
+    // Shows which control has the keyboard focus.
+    component FocusRing: Rectangle {
+        anchors.fill: parent
+        anchors.margins: -2
+        visible: parent.activeFocus
+        color: "transparent"
+        border.color: root.linkColor
+        border.width: 1
+        radius: 2
+    }
 
     Column {
         id: column
@@ -46,6 +72,8 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(15)
                 color: root.textColor
                 wrapMode: Text.Wrap
+                Accessible.role: Accessible.Heading
+                Accessible.name: vantleView.plainText(text)
             }
             Text {
                 id: shortcutLabel
@@ -60,16 +88,24 @@ VTStyledRectangle {
                 id: pin
                 objectName: "pin"
                 text: vantleView.reserved ? "" : vantleView.translate("Pin", "VantleUI")
+                visible: !vantleView.reserved
                 font.pixelSize: vantleView.getScaledSize(11)
                 font.underline: true
                 color: root.linkColor
+                function accessiblePressAction() {
+                    vantleView.stayOpen = true
+                    vantleView.reserved = true
+                }
+                Accessible.role: Accessible.Button
+                Accessible.name: text
+                Accessible.ignored: !visible
+                activeFocusOnTab: visible
+                Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
+                FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: {
-                        vantleView.stayOpen = true
-                        vantleView.reserved = true
-                    }
+                    onClicked: parent.accessiblePressAction()
                 }
             }
         }
@@ -98,6 +134,8 @@ VTStyledRectangle {
                     wrapMode: Text.Wrap
                     font.pixelSize: vantleView.getScaledSize(12)
                     color: root.textColor
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: vantleView.plainText(text)
                 }
             }
 
@@ -123,6 +161,9 @@ VTStyledRectangle {
             source: root.imageElement ? "file://" + vantleView.findResource(root.imageElement.attribute("source")) : ""
             width: Math.min(parent.width, sourceSize.width)
             fillMode: Image.PreserveAspectFit
+            Accessible.role: Accessible.Graphic
+            Accessible.name: root.imageElement ? root.imageElement.attribute("alt") : ""
+            Accessible.ignored: !visible || Accessible.name.length === 0
         }
 
         Item {
@@ -161,10 +202,19 @@ VTStyledRectangle {
                     font.pixelSize: vantleView.getScaledSize(11)
                     font.underline: true
                     color: root.linkColor
+                    function accessiblePressAction() {
+                        video.state === VTVideoComponent.playingState ? video.pause() : video.play()
+                    }
+                    Accessible.role: Accessible.Button
+                    Accessible.name: text
+                    Accessible.ignored: root.videoElement === null
+                        activeFocusOnTab: root.videoElement !== null
+                    Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
+                    FocusRing {}
                     MouseArea {
                         anchors.fill: parent
                         cursorShape: Qt.PointingHandCursor
-                        onClicked: video.state === VTVideoComponent.playingState ? video.pause() : video.play()
+                        onClicked: parent.accessiblePressAction()
                     }
                 }
 
@@ -211,11 +261,20 @@ VTStyledRectangle {
                 font.pixelSize: vantleView.getScaledSize(12)
                 font.underline: canOpen
                 color: canOpen ? root.linkColor : root.textColor
+                function accessiblePressAction() {
+                    if (canOpen)
+                        vantleView.openExternalResource(target)
+                }
+                Accessible.role: canOpen ? Accessible.Link : Accessible.StaticText
+                Accessible.name: modelData.content
+                activeFocusOnTab: canOpen
+                Keys.onPressed: (event) => root.activateOnKey(event, accessiblePressAction)
+                FocusRing {}
                 MouseArea {
                     anchors.fill: parent
                     enabled: parent.canOpen
                     cursorShape: Qt.PointingHandCursor
-                    onClicked: vantleView.openExternalResource(parent.target)
+                    onClicked: parent.accessiblePressAction()
                 }
             }
         }
