@@ -77,6 +77,7 @@ public:
     // Shows the vantle of @p control below it, as for a keyboard user.
     bool showBelow(QWidget* control);
     bool handleKeyPress(QKeyEvent* event);
+    void dismiss();
     bool handleToolTip(QObject* watched, QHelpEvent* event);
     bool pinByKeyboard(QKeyEvent* event);
     void handleFocus(QObject* watched, QFocusEvent* event);
@@ -140,7 +141,7 @@ bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
 {
     const bool up = vantleUp();
     if (escapeClosesVantle(event)) {
-        window->hideAnimated();
+        dismiss();
         return true;
     }
     const QKeySequence toggle(context.get(VTContextToggleKeySequence, QStringLiteral("Ctrl+F1")).toString());
@@ -148,10 +149,20 @@ bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
         return false;
     QWidget* control = QApplication::focusWidget();
     if (up && window->referenceWidget() == control) {
-        window->hideAnimated();
+        dismiss();
         return true;
     }
     return showBelow(control);
+}
+
+// The user's own dismissal: a fade is no reason to keep the vantle, so one
+// that is still fading in (where a hide would be dropped) goes at once.
+void VTManagerPrivate::dismiss()
+{
+    if (window->fadeLevel() < 1.0)
+        window->hideAnimationFinished();
+    else
+        window->hideAnimated();
 }
 
 // Qt offers a tooltip event to the widget under the pointer, then to its

@@ -725,6 +725,8 @@ void VTWidget::paintEvent(QPaintEvent* event)
 void VTWidget::hideEvent(QHideEvent* event)
 {
     Q_UNUSED(event)
+    // A window hidden during a fade leaves it: the next fade-in starts anew.
+    d->animation->stop();
     disconnect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished);
 }
 

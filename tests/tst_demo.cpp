@@ -239,15 +239,12 @@ void TestDemo::keyboardAndScreenReaderReachVantles()
     QCOMPARE(accessible->text(QAccessible::Name), QStringLiteral("Export format"));
     QVERIFY(accessible->text(QAccessible::Description).startsWith(QLatin1String("The format the Export command writes.")));
 
-    // Ctrl+F1 hides and shows it again, Escape closes it; keys that do
-    // nothing here stay the control's. A hide asked for while the window
-    // fades in is dropped, so each key waits for the fade's end.
-    QTRY_COMPARE(window->windowOpacity(), 1.0);
+    // Ctrl+F1 hides and shows it again, Escape closes it, also while the
+    // vantle still fades in; keys that do nothing here stay the control's.
     QTest::keyClick(format, Qt::Key_F1, Qt::ControlModifier);
     QTRY_VERIFY(!window->isVisible());
     QTest::keyClick(format, Qt::Key_F1, Qt::ControlModifier);
     QTRY_VERIFY(window->isVisible());
-    QTRY_COMPARE(window->windowOpacity(), 1.0);
     QTest::keyClick(format, Qt::Key_Escape);
     QTRY_VERIFY(!window->isVisible());
     manager->context()->set(VTContextShowOnFocus, false);
