@@ -725,8 +725,10 @@ void VTWidget::paintEvent(QPaintEvent* event)
 void VTWidget::hideEvent(QHideEvent* event)
 {
     Q_UNUSED(event)
-    // A window hidden during a fade leaves it: the next fade-in starts anew.
+    // A window hidden during a fade leaves it, and its countdown: neither
+    // may reach the next vantle.
     d->animation->stop();
+    d->timer->stop();
     disconnect(d->animation, &QPropertyAnimation::finished, this, &VTWidget::hideAnimationFinished);
 }
 

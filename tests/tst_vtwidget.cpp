@@ -287,6 +287,14 @@ void TestVTWidget::countdownRunsOnlyOutsideSafeArea()
     QTest::qWait(2 * interval);
     QVERIFY(window->isVisible());
 
+    // A countdown begun before the window hid is not the next vantle's.
+    window->checkMousePosition(pointer);
+    window->hide();
+    QCursor::setPos(window->mapToGlobal(QPoint(5, 5)));
+    QCOMPARE(show(QStringLiteral("k2"), withReference ? m_reference.get() : &notAWidget), window);
+    QTest::qWait(2 * interval);
+    QVERIFY(window->isVisible());
+
     // Moving on where it is not safe leaves the countdown running: the
     // vantle goes while the pointer still moves.
     QElapsedTimer moving;

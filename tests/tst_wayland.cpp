@@ -1,7 +1,8 @@
 // Vantles under a real Wayland compositor (weston; see
 // wayland/run-under-weston.sh), judged from the compositor's own screenshots:
 // where a vantle lands relative to the pointer and its control, near the
-// screen's corner too, with its fades printing nothing, and Escape closing it.
+// screen's corner too, with its fades printing nothing; the countdown, a
+// click elsewhere and Escape closing it; pinning.
 #include "VTTestHelpers.h"
 
 #include <Vantles/VTContext.h>
@@ -12,11 +13,13 @@
 
 #include <QDir>
 #include <QImage>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QWindow>
 
 #include <memory>
 
@@ -82,7 +85,7 @@ private Q_SLOTS:
     void vantleLandsBesidePointerOffItsControl_data();
     void vantleLandsBesidePointerOffItsControl();
     void vantleNearTheCornerStaysOnTheScreen();
-    void escapeClosesIt();
+    void dismissalsAndPinningWork();
 
 private:
     QImage screenshot();
@@ -287,13 +290,45 @@ void TestWayland::vantleNearTheCornerStaysOnTheScreen()
     m_origin = findHost().topLeft();
 }
 
-void TestWayland::escapeClosesIt()
+void TestWayland::dismissalsAndPinningWork()
 {
-    restPointerAt(m_origin + m_button->mapTo(&m_host, m_button->rect().center()));
-    QVERIFY(!shownVantle().isEmpty());
+    const QPoint onButton = m_origin + m_button->mapTo(&m_host, m_button->rect().center());
+    const QPoint away = m_origin + QPoint(20, m_host.height() - 20);
+    const auto shownAfterRest = [&] {
+        restPointerAt(onButton);
+        return !shownVantle().isEmpty();
+    };
+
+    // The countdown once the pointer has left.
+    m_vantles->context()->set(VTContextTimerInterval, 300);
+    QVERIFY(shownAfterRest());
+    xdotool({ QStringLiteral("mousemove"), QStringLiteral("--sync"), QString::number(away.x()),
+        QString::number(away.y()) });
+    QTRY_VERIFY(!window()->isVisible());
+    m_vantles->context()->set(VTContextTimerInterval, 0);
+
+    // A click elsewhere, and Escape.
+    QVERIFY(shownAfterRest());
+    xdotool({ QStringLiteral("mousemove"), QStringLiteral("--sync"), QString::number(away.x()),
+        QString::number(away.y()), QStringLiteral("click"), QStringLiteral("1") });
+    QTRY_VERIFY(!window()->isVisible());
+    QVERIFY(shownAfterRest());
     xdotool({ QStringLiteral("key"), QStringLiteral("Escape") });
     QTRY_VERIFY(!window()->isVisible());
     QVERIFY(findColour(screenshot(), vantleColour).isEmpty());
+
+    // Pinned, a window of the host's window.
+    QVERIFY(shownAfterRest());
+    QPointer<VTWidget> pinned = window();
+    pinned->view()->setStayOpen(true);
+    pinned->view()->setReserved(true);
+    QCOMPARE(pinned->parentWidget(), &m_host);
+    QVERIFY(pinned->isWindow());
+    QCOMPARE(pinned->windowHandle()->transientParent(), m_host.windowHandle());
+    int count = 0;
+    QTRY_VERIFY_WITH_TIMEOUT((findColour(screenshot(), vantleColour, &count), count == vantleSize.width() * vantleSize.height()), 20000);
+    pinned->close();
+    QTRY_VERIFY(!pinned);
 }
 
 QTEST_MAIN(TestWayland)
