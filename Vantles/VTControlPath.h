@@ -10,13 +10,17 @@ namespace Vantles {
  * directly inside that location).
  */
 struct VTControlPath {
+    /// The control file's path as it was indexed.
     QString path;
+    /// Folder levels below the location it was indexed under.
     int depth = 0;
 
+    /// Equal when path and depth are.
     friend bool operator==(const VTControlPath& a, const VTControlPath& b)
     {
         return a.depth == b.depth && a.path == b.path;
     }
+    /// Unequal when path or depth differ.
     friend bool operator!=(const VTControlPath& a, const VTControlPath& b) { return !(a == b); }
 };
 
