@@ -337,7 +337,8 @@ static InterfaceChoice interfaceChoice(const VTManager* manager)
 
 QString VTView::builtInInterfacePath(bool simple)
 {
-    return simple ? QStringLiteral(":/vantles/ui/SimpleTooltip.qml") : QStringLiteral(":/vantles/ui/VantleUI.qml");
+    return simple ? QStringLiteral(":/com/zelvane/vantles/qml/ui/SimpleTooltip.qml")
+                  : QStringLiteral(":/com/zelvane/vantles/qml/ui/VantleUI.qml");
 }
 
 QString VTView::uiRootFilePath() const
