@@ -7,6 +7,10 @@
 
 #include <Vantles/vantles_export.h>
 
+/// @file
+/// The settings of the library: their keys (VTContextKey) and their store
+/// (VTContext).
+
 /**
  * The keys of the settings the library reads from a VTContext.
  *

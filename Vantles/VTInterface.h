@@ -14,6 +14,8 @@ class QMouseEvent;
 class QWidget;
 class VTContext;
 
+/// The library's classes and the values its host hooks receive. (The
+/// settings, VTContext and VTContextKey, are outside it.)
 namespace Vantles {
 
 class VTIndex;
