@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Vantles Authors
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Writes the API reference of the public headers, as an install lays them out,
 # to OUTPUT_DIR/html, and fails, naming each, when a public class, function,
 # property, signal or enum value has no documentation, or a comment does not

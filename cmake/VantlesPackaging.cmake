@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Vantles Authors
+# SPDX-License-Identifier: BSD-3-Clause
+
 # How Vantles is documented, found and shipped: the API reference (./run
 # docs), the pkg-config file and the Debian packages (./run package).
 

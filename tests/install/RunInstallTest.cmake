@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Vantles Authors
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Puts the built library where a host finds it, then builds the host example
 # of README.md, exactly as written there, against that folder only and runs
 # it offscreen on the sample data: the README cannot drift from the library.

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 The Vantles Authors
+# SPDX-License-Identifier: BSD-3-Clause
+
 # Runs Qt's lint target of the QML module (Vantles_qmllint: qmllint over the
 # library's own interfaces, with the module's types) and fails on every
 # finding but those Qt 6.4's qmllint makes of correct code:
