@@ -14,6 +14,7 @@
 # Then the installed command line, and qmllint with the installed module.
 #   cmake -DBUILD_DIR=... -DREADME=... -DDATA_DIR=... -DWORK_DIR=... [-DFROM=packages -DCPACK=... -DDPKG_DEB=...]
 #         [-DQMLLINT=...] -P RunInstallTest.cmake
+cmake_minimum_required(VERSION 3.21)
 file(REMOVE_RECURSE "${WORK_DIR}")
 
 function(run_step what)
