@@ -28,8 +28,8 @@ function(vantles_pkgconfig_dir out dir)
 endfunction()
 vantles_pkgconfig_dir(VANTLES_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 vantles_pkgconfig_dir(VANTLES_PC_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
-# A Qt built with reduce-relocations needs position-independent code in its
-# users (qglobal.h refuses anything else), which its CMake targets say and its
+# A Qt built with reduce-relocations refuses code of its users that is not
+# position-independent (qglobal.h): its CMake targets add -fPIC, its
 # pkg-config files do not.
 set(VANTLES_PC_EXTRA_CFLAGS "")
 get_target_property(qt_core_options Qt6::Core INTERFACE_COMPILE_OPTIONS)
