@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QList>
@@ -6,6 +9,10 @@
 #include <QVariant>
 
 #include <Vantles/vantles_export.h>
+
+/// @file
+/// The settings of the library: their keys (VTContextKey) and their store
+/// (VTContext).
 
 /**
  * The keys of the settings the library reads from a VTContext.
@@ -83,9 +90,12 @@ enum VTContextKey : int {
 class VANTLES_EXPORT VTContext : public QObject {
     Q_OBJECT
 public:
+    /// An empty store: every reader gets its default.
     explicit VTContext(QObject* parent = nullptr);
+    /// A store with @p other's settings and no parent.
     VTContext(const VTContext& other);
     ~VTContext() override;
+    /// Takes @p other's settings; the parent stays.
     VTContext& operator=(const VTContext& other);
 
     /// The stored value, or @p defaultValue when the key is absent. A key that
@@ -94,12 +104,15 @@ public:
     /// Stores @p value, emitting settingWillChange() before and settingDidChange()
     /// after, on every call, also when the value does not change.
     void set(VTContextKey key, const QVariant& value);
+    /// True when @p key was set, to any value.
     bool contains(VTContextKey key) const;
     /// All present keys in ascending order.
     QList<VTContextKey> keys() const;
 
 Q_SIGNALS:
+    /// set() is about to store a value for @p key.
     void settingWillChange(VTContextKey key);
+    /// set() stored a value for @p key.
     void settingDidChange(VTContextKey key);
 
 private:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QList>
@@ -47,15 +50,22 @@ class VTXmlElement;
 class VANTLES_EXPORT VTIndex : public QObject {
     Q_OBJECT
 public:
-    /// Bounds on content, so that a hostile package cannot exhaust the host:
-    /// elements nested deeper below a <vantle>, text of one element beyond
-    /// its bound and text of a control file beyond its bound (entities
-    /// expanded) are left out; a control file larger than its bound is not
-    /// read. Each is reported with the file and line.
+    /// @name Bounds on content
+    /// So that a hostile package cannot exhaust the host: elements nested
+    /// deeper below a `vantle` element, text of one element beyond its bound
+    /// and text of a control file beyond its bound (entities expanded) are
+    /// left out; a control file larger than its bound is not read. Each is
+    /// reported with the file and line.
+    ///@{
+    /// Levels of elements kept below a `vantle` element.
     static constexpr int MaximumVantleDepth = 64;
+    /// Characters kept of the text of one element.
     static constexpr qsizetype MaximumElementText = 32 * 1024;
+    /// Characters read of a control file, entities expanded.
     static constexpr qsizetype MaximumFileText = 4 * 1024 * 1024;
+    /// Bytes of a control file that is read at all.
     static constexpr qint64 MaximumControlFileSize = 16 * 1024 * 1024;
+    ///@}
 
     /// Whether @p root is a document that a lookup of the index parsed, which
     /// is deleted whole with its content.
@@ -67,8 +77,10 @@ public:
 
     /// The settings the index reads. When none was given, or it was deleted,
     /// an empty context owned by the index is made and used from then on.
+    ///@{
     VTContext* context();
     const VTContext* context() const;
+    ///@}
     /// The data path given to the constructor.
     QStringList paths() const;
     /// The indexed control files in search order.
@@ -76,13 +88,17 @@ public:
     /// The folders indexed for each package name, in the order first seen.
     QMap<QString, QStringList> packages() const;
 
-    /// Hooks for subclasses with external storage; the base class does
-    /// nothing and returns true.
+    /// Opens the database that setting VTContextIndexDatabase names, if any;
+    /// a subclass with storage of its own opens it here. These hooks return
+    /// true on success; the base class always succeeds.
     virtual bool open();
     /// Calls clear() unless setting VTContextSetupClearsIndex is false.
     virtual bool setup();
+    /// Hook: empty the external storage. The base class does nothing.
     virtual bool clear();
+    /// Hook: close the external storage. The base class does nothing.
     virtual bool close();
+    /// Hook: delete the external storage. The base class does nothing.
     virtual bool remove();
 
     /**
@@ -99,8 +115,11 @@ public:
     /// indexed ones; the base class ignores @p element and @p locale.
     virtual bool store(VTXmlElement* element, const QLocale& locale, const QString& location, int depth);
     /// Bracket a batch of changes; the base class only keeps the flag.
+    ///@{
     virtual void startUpdate();
     virtual void endUpdate();
+    ///@}
+    /// True between startUpdate() and endUpdate().
     bool isInUpdate() const;
     /// Every control key defined directly under the root of every control
     /// file, in search order, duplicates kept.

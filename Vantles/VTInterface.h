@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QObject>
@@ -15,6 +18,8 @@ class QMouseEvent;
 class QWidget;
 class VTContext;
 
+/// The library's classes and the values its host hooks receive. (The
+/// settings, VTContext and VTContextKey, are outside it.)
 namespace Vantles {
 
 class VTIndex;
@@ -23,10 +28,10 @@ class VTManager;
 
 /// Severity of a message to the host; a smaller number is more severe.
 enum VTMessageType : int {
-    VTMessageError = 100,
-    VTMessageWarning = 200,
-    VTMessageInformation = 300,
-    VTMessageDebug = 400,
+    VTMessageError = 100, ///< content that cannot be shown as written
+    VTMessageWarning = 200, ///< content shown, but not as its author meant
+    VTMessageInformation = 300, ///< progress and timing; not passed on by default
+    VTMessageDebug = 400, ///< QML problems in short form; not passed on by default
 };
 
 /// What the library asks the host to open.
@@ -107,13 +112,17 @@ public:
     /// For hosts that filter events themselves instead of setting
     /// VTContextInstallEventFilter: pass every mouse press and release, and
     /// every mouse move. Neither consumes the event.
+    ///@{
     bool mouseButtonEventFilter(QObject* object, QMouseEvent* event);
     bool mouseMoveEventFilter(QObject* object, QMouseEvent* event);
+    ///@}
     /// Every control key in the index.
     QStringList keys() const;
     /// The library's own copy of the settings.
+    ///@{
     VTContext* context();
     const VTContext* context() const;
+    ///@}
     /// @p attribute of @p key's content, or @p defaultValue.
     QString vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue);
     /// Sets the value that fills "%(name)s" placeholders in content text.

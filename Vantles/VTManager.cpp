@@ -1,12 +1,12 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "VTManager.h"
 
 #include "VTContext.h"
 #include "VTControlFileScanner_p.h"
 #include "VTControlName_p.h"
 #include "VTIndex.h"
-#include "VTScrollBarComponent.h"
-#include "VTStyledRectangleComponent.h"
-#include "VTVideoComponent.h"
 #include "VTView.h"
 #include "VTWidget.h"
 #include "VTXmlElement.h"
@@ -24,7 +24,6 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPointer>
-#include <QQmlListProperty>
 #include <QRegularExpression>
 #include <QSet>
 #include <QStyle>
@@ -33,11 +32,8 @@
 #include <QUrl>
 #include <QVariant>
 #include <QWidget>
-#include <QtQml>
 
 namespace Vantles {
-
-static const char qmlModuleUri[] = "com.zelvane.vantles.qml";
 
 class VTManagerPrivate {
 public:
@@ -304,16 +300,6 @@ void VTManagerPrivate::checkLocaleSettings()
     }
 }
 
-static void registerQmlTypes()
-{
-    qRegisterMetaType<VTXmlElement*>();
-    qRegisterMetaType<QQmlListProperty<VTXmlElement>>();
-    qmlRegisterType<VTVideoComponent>(qmlModuleUri, 1, 0, "VTVideoComponent");
-    qmlRegisterType<VTXmlElement>(qmlModuleUri, 1, 0, "VTXmlElement");
-    qmlRegisterType<VTStyledRectangleComponent>(qmlModuleUri, 1, 0, "VTStyledRectangle");
-    qmlRegisterType<VTScrollBarComponent>(qmlModuleUri, 1, 0, "VTScrollBar");
-}
-
 VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringList& dataPath, VTIndex* index)
     : QObject(nullptr)
     , d(new VTManagerPrivate(this))
@@ -341,8 +327,6 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     d->index->checkReferences();
     handleMessage(
         VTMessageInformation, QStringLiteral("Indexed packages in %1 seconds").arg(double(timer.elapsed()) / 1000.0));
-
-    registerQmlTypes();
 
     if (d->context.get(VTContextInstallEventFilter, false).toBool() && QCoreApplication::instance()) {
         QCoreApplication::instance()->installEventFilter(this);

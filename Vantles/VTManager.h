@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QFileInfo>
@@ -40,17 +43,23 @@ class VANTLES_EXPORT VTManager : public QObject {
     Q_OBJECT
 public:
     /// Copies @p context, makes or adopts the index, loads every package on
-    /// @p dataPath, registers the QML types and, when setting
-    /// VTContextInstallEventFilter is true, filters the application's events.
+    /// @p dataPath and, when setting VTContextInstallEventFilter is true,
+    /// filters the application's events. (The QML types register themselves
+    /// when an interface first imports com.zelvane.vantles.qml.)
     VTManager(VTInterface* interface, VTContext& context, const QStringList& dataPath, VTIndex* index);
     /// Removes the event filter and clears Qt::WA_AlwaysShowToolTips on every
     /// top-level widget. Deletes the index if it made it; an index the host
     /// gave stays the host's.
     ~VTManager() override;
 
+    /// The manager's own copy of the settings.
+    ///@{
     VTContext* context();
     const VTContext* context() const;
+    ///@}
+    /// The host's interface that made the manager.
     VTInterface* interface() const;
+    /// The index in use: the host's or the one the manager made.
     VTIndex* index() const;
     /// The data path as given to the constructor.
     QStringList searchPaths() const;
@@ -122,6 +131,7 @@ public:
     QString interpolate(const QString& text, const QMap<QString, QVariant>& values) const;
     /// Expands with the global properties.
     QString interpolate(const QString& text) const;
+    /// Sets the value that fills "%(name)s" placeholders in content text.
     void setGlobalProperty(const QString& name, const QVariant& value);
     /// @p string translated with the translation file of the current locale
     /// in the package of the vantle on screen; unchanged when there is none.

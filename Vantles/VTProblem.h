@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QMetaType>
@@ -17,12 +20,15 @@ namespace Vantles {
  * warnings found so far.
  */
 struct VANTLES_EXPORT VTProblem {
+    /// How severe: an error, a warning or information.
     VTMessageType type = VTMessageWarning;
     /// The file the problem is in, absolute; empty when it is in no file.
     QString file;
     /// 1-based line and column in the file; 0 when not known.
+    ///@{
     qint64 line = 0;
     qint64 column = 0;
+    ///@}
     /// What is wrong, as a sentence.
     QString text;
 
@@ -32,7 +38,9 @@ struct VANTLES_EXPORT VTProblem {
     /// The "PATH:LINE:COLUMN" part alone.
     QString place() const;
 
+    /// Equal when every field is.
     bool operator==(const VTProblem& other) const;
+    /// Unequal when a field differs.
     bool operator!=(const VTProblem& other) const { return !(*this == other); }
 };
 

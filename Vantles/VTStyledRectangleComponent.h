@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QColor>
@@ -25,13 +28,21 @@ namespace Vantles {
 class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_OBJECT
     QML_NAMED_ELEMENT(VTStyledRectangle)
+    /// The style element, "PE_Widget" (the default) or "PE_Frame"; painting
+    /// does not depend on it.
     Q_PROPERTY(QString element READ element WRITE setElement NOTIFY elementChanged)
+    /// The colour for text on the panel.
     Q_PROPERTY(QColor textColor READ textColor NOTIFY textColorChanged)
+    /// The colour for links on the panel.
     Q_PROPERTY(QColor linkColor READ linkColor NOTIFY textColorChanged)
+    /// A quieter colour for text on the panel (shortcuts, captions).
     Q_PROPERTY(QColor secondaryTextColor READ secondaryTextColor NOTIFY textColorChanged)
+    /// True paints the tooltip background, false the window's.
     Q_PROPERTY(bool toolTipStyle READ toolTipStyle WRITE setToolTipStyle NOTIFY toolTipStyleChanged)
+    /// The corner radius of a tooltip-style panel in pixels.
     Q_PROPERTY(qreal radius READ radius WRITE setRadius NOTIFY radiusChanged)
 public:
+    /// A window-coloured panel of element "PE_Widget".
     explicit VTStyledRectangleComponent(QQuickItem* parent = nullptr);
     ~VTStyledRectangleComponent() override;
 
@@ -42,12 +53,16 @@ public:
     /// The QStyle::PrimitiveElement of element().
     int elementIdentifier() const;
 
+    /// The colour for text on the panel.
     QColor textColor() const;
+    /// The colour for links on the panel.
     QColor linkColor() const;
+    /// A quieter colour for text on the panel.
     QColor secondaryTextColor() const;
     /// The colour the panel is filled with.
     QColor backgroundColor() const;
 
+    /// True for the tooltip background.
     bool toolTipStyle() const;
     /// Emits toolTipStyleChanged() and textColorChanged() on every call.
     void setToolTipStyle(bool toolTipStyle);
@@ -63,9 +78,13 @@ public:
     void paletteChanged();
 
 Q_SIGNALS:
+    /// The element changed.
     void elementChanged();
+    /// The text colours changed: the style or the palette did.
     void textColorChanged();
+    /// setToolTipStyle() was called.
     void toolTipStyleChanged();
+    /// The radius changed.
     void radiusChanged();
 
 private:

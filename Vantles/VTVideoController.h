@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QDateTime>
@@ -28,9 +31,10 @@ class VTVideoSource;
 class VANTLES_EXPORT VTVideoController : public QThread {
     Q_OBJECT
 public:
+    /// Whether playback runs.
     enum State {
-        stoppedState = 0,
-        runningState = 1,
+        stoppedState = 0, ///< paused: the current frame stays
+        runningState = 1, ///< playing at the clip's frame rate
     };
     Q_ENUM(State)
 
@@ -39,14 +43,21 @@ public:
     VTVideoController(VTVideoSource* source, QObject* parent);
     ~VTVideoController() override;
 
+    /// True once the controller was asked to quit: its thread ends.
     bool shouldQuit();
+    /// Asks the thread to end and wakes it, without waiting.
     void setShouldQuit();
+    /// Whether playback runs.
     State state();
+    /// Starts or stops playback as it is (play() also starts over at the
+    /// end); emits stateChanged().
     void setState(State state);
+    /// Stops playback on the current frame.
     void pause();
     /// Plays; from the last frame of the clip it starts over at frame 0, and
     /// before the first frame is decoded it waits for it.
     void play();
+    /// The index of the frame shown or to show.
     unsigned long long position() const;
     /// Moves to frame @p p (the last one known when @p p is past it); a frame
     /// not held is decoded again.
@@ -57,18 +68,33 @@ public:
     void setProgress(double f);
     /// 1 once a frame has been decoded, 0 before.
     double loadProgress();
+    /// The frames of the clip as far as they are known (see
+    /// VTVideoSource::totalFrameCount()).
     unsigned long long frameCount();
+    /// The width of the clip's pictures, 200 without a source.
     double frameWidth() const;
+    /// The height of the clip's pictures, 150 without a source.
     double frameHeight() const;
+    /// The clip's URL, empty without one.
     QUrl source() const;
+    /// Has the source close the clip and free its frames.
     void close();
+    /// Asks for the frame at the current position to be shown (emitting
+    /// displayFrame()) also while paused, as soon as it is decoded.
     void setNeedFrame(bool needFrame);
+    /// Records that the user drags the position (the item's scrubbing
+    /// property); it does not change the pacing.
     void setScrubbing(bool scrubbing);
+    /// True while the user drags the position.
     bool isScrubbing();
+    /// Records when a frame was last shown.
     void setLastFrameDisplayTime(const QDateTime& time);
+    /// When a frame was last shown.
     QDateTime lastFrameDisplayTime();
     /// The frame at the current position; it counts as shown.
     VTVideoFrame currentFrame();
+    /// The frame at index @p n, or a null frame when the source does not
+    /// hold it.
     VTVideoFrame getFrame(unsigned long long n);
     /// Stops, rewinds and queues @p url on the source.
     bool setSource(const QUrl& url);
@@ -76,15 +102,25 @@ public:
     void quit();
 
 Q_SIGNALS:
+    /// The frame at the current position is ready to be shown: fetch it
+    /// with currentFrame(). Emitted on the controller's thread, as are its
+    /// other signals except where a call from another thread causes them.
     void displayFrame();
+    /// Playback started or stopped.
     void stateChanged();
+    /// The position changed.
     void positionChanged();
+    /// The clip's picture width is known.
     void widthChanged();
+    /// The clip's picture height is known.
     void heightChanged();
+    /// loadProgress() or the known length of the clip changed.
     void loadProgressChanged();
 
 public Q_SLOTS:
+    /// The source reached the end of the clip: its length is known now.
     void streamEnded();
+    /// The source opened its clip: its size is known now.
     void sourceLoaded();
 
 protected:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QImage>
@@ -19,10 +22,13 @@ public:
     VTVideoFrame(int width, int height, QImage::Format format, unsigned long long timestamp);
     /// Shares @p image's pixels.
     VTVideoFrame(const QImage& image, unsigned long long timestamp);
+    /// Shares @p other's pixels and copies its time.
     VTVideoFrame(const VTVideoFrame& other);
+    /// Shares @p other's pixels and copies its time.
     VTVideoFrame& operator=(const VTVideoFrame& other);
     ~VTVideoFrame() override;
 
+    /// The presentation time in seconds from the start of the clip.
     double timestamp = 0.0;
 };
 

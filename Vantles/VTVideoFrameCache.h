@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QObject>
@@ -24,6 +27,7 @@ class VTVideoFrameCachePrivate;
  */
 class VANTLES_EXPORT VTVideoFrameCache : public QObject {
 public:
+    /// The budget of a cache made without one: 64 MiB.
     static constexpr qint64 defaultBudget = 64 * 1024 * 1024;
 
     /// @p path is the source key the cache is made for; @p budget the bytes
@@ -31,6 +35,7 @@ public:
     explicit VTVideoFrameCache(const QString& path, qint64 budget = defaultBudget);
     ~VTVideoFrameCache() override;
 
+    /// The source key the cache was made for; empty for no clip.
     QString path() const;
     /// Appends @p frame as the frame at index length().
     virtual void addFrame(const VTVideoFrame& frame);
@@ -41,7 +46,9 @@ public:
     /// The index of the first frame held; length() when none is.
     unsigned long long first() const;
 
+    /// The bytes the frames may take.
     qint64 budget() const;
+    /// Changes the budget for the frames added from now on (negative is 0).
     void setBudget(qint64 bytes);
     /// The bytes the frames held take.
     qint64 bytes() const;

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <Vantles/VTVideoSource.h>
@@ -23,7 +26,9 @@ class VTVideoSourceFFMPEGPrivate;
 class VANTLES_EXPORT VTVideoSourceFFMPEG : public VTVideoSource {
     Q_OBJECT
 public:
+    /// A source with no clip; start() runs its decoding thread.
     explicit VTVideoSourceFFMPEG(QObject* parent);
+    /// Stops the thread and closes the media.
     ~VTVideoSourceFFMPEG() override;
 
     /// Queues the change to no clip, which closes the media and frees the
@@ -44,6 +49,7 @@ public:
     double frameHeight() const override;
     /// Opens the current source and starts decoding it; on the source's thread.
     bool loadSource() override;
+    /// Always 0: the position is the controller's.
     virtual double position();
     /// Time of the last decoded frame divided by the duration.
     virtual double progress();

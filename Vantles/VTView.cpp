@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "VTView.h"
 
 #include "VTContentUrlInterceptor_p.h"
@@ -376,7 +379,8 @@ static InterfaceChoice interfaceChoice(const VTManager* manager)
 
 QString VTView::builtInInterfacePath(bool simple)
 {
-    return simple ? QStringLiteral(":/vantles/ui/SimpleTooltip.qml") : QStringLiteral(":/vantles/ui/VantleUI.qml");
+    return simple ? QStringLiteral(":/com/zelvane/vantles/qml/ui/SimpleTooltip.qml")
+                  : QStringLiteral(":/com/zelvane/vantles/qml/ui/VantleUI.qml");
 }
 
 QString VTView::uiRootFilePath() const

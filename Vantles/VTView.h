@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QDir>
@@ -41,29 +44,47 @@ class VTViewPrivate;
  */
 class VANTLES_EXPORT VTView : public QQuickWidget {
     Q_OBJECT
+    /// True keeps the window open when the pointer leaves it; the interface
+    /// sets it, with reserved, to pin the vantle.
     Q_PROPERTY(bool stayOpen READ stayOpen WRITE setStayOpen NOTIFY stayOpenChanged)
+    /// True makes the window leave the tooltip role: it is handed to a host
+    /// window (VTInterface::createWindow()) or becomes a tool window.
     Q_PROPERTY(bool reserved READ reserved WRITE setReserved NOTIFY reservedChanged)
+    /// The content element shown, the same as the context property "vantle".
     Q_PROPERTY(Vantles::VTXmlElement* content READ content WRITE setContent NOTIFY contentChanged)
+    /// Whether the host opens documentation topics.
     Q_PROPERTY(bool documentationAvailable READ documentationAvailable NOTIFY documentationAvailableChanged)
+    /// The content's resource folder name ("Resources" by default).
     Q_PROPERTY(QString resourceDirectory READ resourceDirectoryPath)
+    /// The corner radius for the interface's panel, 0 where windows are square.
     Q_PROPERTY(int cornerRadius READ cornerRadius CONSTANT)
 public:
+    /// The settings key type, for the lookups below.
     using contextKey = VTContextKey;
 
+    /// A view for the windows of @p manager, which reads its settings and
+    /// receives its problems.
     VTView(VTManager* manager, QWidget* parent);
+    /// Deletes the content's document.
     ~VTView() override;
 
+    /// The manager the view reports to; null once it is gone.
     VTManager* manager() const;
 
+    /// True while the window stays open when the pointer leaves it.
     bool stayOpen() const;
     /// Emits stayOpenChanged() on every call.
     void setStayOpen(bool stayOpen);
+    /// True once the window left the tooltip role.
     bool reserved() const;
     /// Emits reservedChanged() only when the value changes.
     void setReserved(bool reserved);
 
+    /// The content element shown, null before the first.
+    ///@{
     VTXmlElement* content();
     const VTXmlElement* content() const;
+    ///@}
     /// Only stores the pointer: the previous element is neither deleted nor
     /// notified about.
     void setContent(VTXmlElement* content);
@@ -71,7 +92,9 @@ public:
     /// @p content, and stores @p content.
     void replaceContent(VTXmlElement* content);
 
+    /// The package folder of the content, the context property "dataLocation".
     QDir packageRoot() const;
+    /// Sets the package folder of the next content.
     void setPackageRoot(const QDir& root);
 
     /// Whether documentation topics can be opened (VTContextDocumentationEnabled,
@@ -107,32 +130,51 @@ public:
     /// The resource category of the content ("Resources" by default).
     QString resourceDirectoryPath() const;
 
-    /// Invokables for the QML interface.
+    /// Gives @p object the cursor named @p shape ("PointingHandCursor",
+    /// "IBeamCursor", "BlankCursor"; anything else is the arrow), or none
+    /// for an empty name. @p tag is not used.
     Q_INVOKABLE void setItemCursor(QQuickItem* object, const QString& shape, const QString& tag);
+    /// Sends @p msg to the host at VTMessageDebug.
     Q_INVOKABLE void debugLog(const QString& msg);
     /// Passes @p resourceLocator to the manager while the user clicks or
     /// presses a key in this view, or while assistive technology asks for an
     /// action (on Linux, through the AT-SPI bus); refuses and reports it at
     /// any other time.
     Q_INVOKABLE void openExternalResource(const QString& resourceLocator);
+    /// @p string with its "%(name)s" placeholders filled from the host's
+    /// global properties (VTInterface::setGlobalProperty()).
     Q_INVOKABLE QString interpolate(const QString& string);
+    /// Sets the application's override cursor to the one named @p shape (as
+    /// setItemCursor()); restoreOverrideCursor() undoes it.
     Q_INVOKABLE void setOverrideCursor(const QString& shape);
+    /// Undoes the last setOverrideCursor().
     Q_INVOKABLE void restoreOverrideCursor();
+    /// @p string translated in @p context through the host
+    /// (VTInterface::translateString(): the package's translation file by
+    /// default); @p string itself when there is none.
     Q_INVOKABLE QString translate(const QString& string, const QString& context);
     /// The absolute path of a resource file of the content's package; empty
     /// when the path leads outside the package's folders.
     Q_INVOKABLE QString findResource(const QString& relativePath);
+    /// @p size in pixels scaled by the setting VTContextInterfaceScale.
     Q_INVOKABLE int getScaledSize(int size);
     /// @p text without its markup (when it is rich text) and with its white
     /// space simplified: what assistive technology reads of it.
     Q_INVOKABLE QString plainText(const QString& text) const;
 
 Q_SIGNALS:
+    /// setStayOpen() was called.
     void stayOpenChanged();
+    /// reserved changed.
     void reservedChanged();
+    /// The notify signal of content; setContent() does not emit it.
     void contentChanged();
+    /// The view was resized while an interface is loaded: the window fits
+    /// itself to it.
     void contentSizeChanged();
+    /// The setting VTContextDocumentationEnabled changed.
     void documentationAvailableChanged();
+    /// Declared for the resource folder; not emitted.
     void resourceDirectoryChanged();
 
 public Q_SLOTS:
@@ -140,6 +182,8 @@ public Q_SLOTS:
     void statusHasChanged(QQuickWidget::Status s);
     /// Loads @p path unless it is the current source already.
     void loadQML(const QString& path);
+    /// Reports QML warnings of the interface to the host with their file,
+    /// line and column; the engine's warnings() arrive here.
     void handleWarnings(const QList<QQmlError>& warnings);
     /// Returns the QML root item to its base state.
     void resetState();

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QPoint>
@@ -38,7 +41,9 @@ public:
     VTWidget(VTManager* manager, QWidget* parent, QWidget* reference);
     ~VTWidget() override;
 
+    /// The manager that made the window.
     VTManager* manager() const;
+    /// The view that shows the vantle, owned by the window.
     VTView* view() const;
     /// Whether tooltip windows can be translucent here (rounded corners):
     /// on platforms that composite windows (Wayland, Windows, macOS), on X11
@@ -71,18 +76,30 @@ public Q_SLOTS:
     /// Shows @p content (which the view then owns) at @p pos. The element it
     /// replaces is deleted. A null @p content does nothing.
     void showWithContent(QObject* reference, QPoint pos, Vantles::VTXmlElement* content, QString rootPath);
+    /// Moves the window back into the available area of its screen, if it
+    /// left it.
     void reposition();
     /// Fades out, unless hidden already or a fade is running.
     void hideAnimated();
+    /// Hides the window at the end of the fade and returns the interface to
+    /// its base state.
     void hideAnimationFinished();
+    /// Shows the window, fading in over VTContextFadeInDuration (at once
+    /// when 0, the default); nothing when it is shown already.
     void showAnimated();
     /// (Re)starts the hide countdown unless the view stays open.
     void setTimer();
+    /// Follows the view's reserved property: once it is set (and the manager
+    /// agrees), the window moves into the host's window or becomes a tool
+    /// window deleted when closed.
     void contentReservedChanged();
+    /// Fits the window to the view, placed again beside its control and
+    /// inside the screen.
     void contentResized();
     /// @p geometry moved (never resized) into the available area of the
     /// reference control's screen; @p move tells whether it had to move.
     QRect findVisibleGeometry(QRect geometry, bool* move);
+    /// findVisibleGeometry() without telling whether it moved.
     QRect findVisibleGeometry(QRect geometry);
 
 protected:

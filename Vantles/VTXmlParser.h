@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #pragma once
 
 #include <QByteArray>
@@ -61,6 +64,7 @@ public:
 
     /// Makes elements named @p name (local name, case-sensitive) of the class of @p metaObject.
     void registerElement(const QString& name, const QMetaObject* metaObject);
+    /// Makes elements named @p name of the default class again.
     void unregisterElement(const QString& name);
     /// The meta-object registered for exactly @p name, or null.
     const QMetaObject* metaObjectForElement(const QString& name) const;
@@ -68,6 +72,8 @@ public:
     /// The class made for names that are not registered; null makes any
     /// unregistered element stop the parse.
     void setDefaultElement(const QMetaObject* metaObject);
+    /// The class made for names that are not registered (VTXmlElement
+    /// unless set).
     const QMetaObject* defaultElement() const;
 
     /**
@@ -82,11 +88,13 @@ public:
      * characters. Each of these is listed in problems().
      */
     struct Limits {
-        int maximumDepth = 0;
-        qsizetype maximumElementText = 0;
-        qsizetype maximumDocumentText = 0;
+        int maximumDepth = 0; ///< deepest element made, the document element at 1
+        qsizetype maximumElementText = 0; ///< characters kept of one element's text
+        qsizetype maximumDocumentText = 0; ///< characters of the whole document, entities expanded
     };
+    /// The bounds of the next read()s.
     void setLimits(const Limits& limits);
+    /// The bounds in force; none unless set.
     Limits limits() const;
 
     /**
@@ -101,10 +109,11 @@ public:
 
     /// What a limit made the last read() leave out, and where.
     struct Problem {
-        qint64 line = 0;
-        qint64 column = 0;
-        QString message;
+        qint64 line = 0; ///< the line of the document, from 1
+        qint64 column = 0; ///< the column of the line, from 1
+        QString message; ///< what was left out, as a sentence
     };
+    /// What the limits made the last read() leave out, in document order.
     QList<Problem> problems() const;
 
     /**
@@ -118,15 +127,23 @@ public:
      * parent and cannot be reached; they are deleted before read() returns.
      */
     QList<QObject*> read(QIODevice* input);
+    /// read() of a document in memory.
     QList<QObject*> read(const QByteArray& data);
 
 protected:
     /// The handlers the reading loop drives; each returns false to stop the parse.
+    /// An element starts: asks the filter and makes its object.
     virtual bool startElement(QStringView namespaceUri, QStringView localName, QStringView qualifiedName,
         const QXmlStreamAttributes& attributes);
+    /// The innermost element ends.
     virtual bool endElement();
+    /// Character data of the innermost element: appended to its object's
+    /// content.
     virtual bool characters(QStringView text);
+    /// Whitespace between elements: handled as characters().
     virtual bool ignorableWhitespace(QStringView text);
+    /// The document is not well-formed at @p lineNumber, @p columnNumber:
+    /// writes @p message to the debug channel and stops.
     virtual bool fatalError(qint64 lineNumber, qint64 columnNumber, const QString& message);
 
 private:

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Time from VTManager::show() to a visible tooltip window whose QML is ready
 // (the view's status is Ready and it has a root object), with the sample
 // package's full interface (ui/VantleUI.qml).

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // How long `vantles check` takes: on the sample data, and on packages of
 // generated control files (10 vantles each, with the markup, images and
 // clips the other benchmarks use, none of them present, so every vantle

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Decoding speed, start-up latency, teardown and memory of the FFmpeg video
 // source, against the ffmpeg command line decoding the same clip on one
 // thread.

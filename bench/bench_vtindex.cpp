@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Content lookup through the index, the list of keys, and package loading at
 // manager construction, for 10 to 10,000 control files of 100 vantles each
 // (about 1 KB per vantle) in one package.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Throughput of VTXmlParser on a control file of about 1 MB, against the
 // bare token loop of QXmlStreamReader that it is built on.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // libFuzzer target that checks the control-file scanner against
 // QXmlStreamReader: for any input, the fast scan and the reader's scan must
 // find the same root, attributes, vantles with their positions and byte

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // libFuzzer target for VTXmlParser and the VTXmlElement trees it builds.
 //
 // The first byte picks the filter callback (its value modulo 5) and the

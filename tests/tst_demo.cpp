@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The demo application driven end to end in a real X server: tooltip events
 // on its controls, clicks, pinning, the French locale and documentation links.
 #include "DemoVantles.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The vantles command line, run as an author runs it.
 #include "VTTestHelpers.h"
 
@@ -82,9 +85,9 @@ void TestVantlesTool::sampleChecksCleanAndListsItsKeys()
     QCOMPARE(keys.status, 0);
     const QStringList lines = keys.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), 8);
-    QVERIFY2(lines.contains(QStringLiteral("actionOpen\t%1/Sample.vantles/Control/Sample_fr.xml\t4\tfr_FR").arg(data)),
+    QVERIFY2(lines.contains(QStringLiteral("actionOpen\t%1/Sample.vantles/Control/Sample_fr.xml\t6\tfr_FR").arg(data)),
         qPrintable(keys.out));
-    QVERIFY(lines.contains(QStringLiteral("unknownControl\t%1/Common.vantles/Control/Common.xml\t4\t*").arg(data)));
+    QVERIFY(lines.contains(QStringLiteral("unknownControl\t%1/Common.vantles/Control/Common.xml\t6\t*").arg(data)));
     QVERIFY(!keys.out.contains(QLatin1String("en_US")));
 
     // What a French host receives: the French text, escaped, with the key data.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Content from outside the host: packages built to crash, hang or escape.
 
 #include "VTTestHelpers.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "VTTestHelpers.h"
 
 #include <Vantles/VTContext.h>
@@ -23,7 +26,7 @@ using namespace Vantles;
 class TestVTManager : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void qmlTypeIsRegisteredByConstruction();
+    void qmlModuleNeedsNoManager();
     void gatePassesTypesUpToThresholdToTheHandler_data();
     void gatePassesTypesUpToThresholdToTheHandler();
     void loadingMessagesReachOnlyTheDefaultHandlerOfACopiedContext_data();
@@ -92,20 +95,35 @@ QString canonical(const QString& path)
 
 } // namespace
 
-void TestVTManager::qmlTypeIsRegisteredByConstruction()
+void TestVTManager::qmlModuleNeedsNoManager()
 {
-    // Runs first: before any manager exists the module is unknown.
-    const auto makesAnElement = [] {
+    // Runs first: the module registers itself when a document imports it,
+    // before any manager exists, and stays as several managers come and go.
+    const auto make = [](const char* import, const char* type) -> QString {
         QQmlEngine engine;
         QQmlComponent component(&engine);
-        component.setData("import QtQuick\nimport com.zelvane.vantles.qml 1.0\nVTXmlElement {}\n", QUrl());
+        component.setData(QByteArray("import QtQuick\nimport ") + import + "\n" + type + " {}\n", QUrl());
         const std::unique_ptr<QObject> object(component.isReady() ? component.create() : nullptr);
-        return qobject_cast<VTXmlElement*>(object.get()) != nullptr;
+        return object ? QString::fromLatin1(object->metaObject()->className()) : QString();
     };
-    QVERIFY(!makesAnElement());
+    const char* uri = "com.zelvane.vantles.qml 1.0";
+    const auto makesEveryType = [&] {
+        return make(uri, "VTXmlElement") == QLatin1String("Vantles::VTXmlElement")
+            && make(uri, "VTStyledRectangle") == QLatin1String("Vantles::VTStyledRectangleComponent")
+            && make(uri, "VTScrollBar") == QLatin1String("VTScrollBarComponent")
+            && make(uri, "VTVideoComponent") == QLatin1String("Vantles::VTVideoComponent");
+    };
+    QVERIFY(makesEveryType());
+    QVERIFY(make("com.zelvane.vantles.qml 2.0", "VTXmlElement").isEmpty());
+    QVERIFY(make(uri, "VTStyledRectangleComponent").isEmpty());
     VTContext context;
-    WithIndex<> iface(context);
-    QVERIFY(makesAnElement());
+    {
+        WithIndex<> first(context);
+        WithIndex<> second(context);
+        QVERIFY(makesEveryType());
+    }
+    WithIndex<> third(context);
+    QVERIFY(makesEveryType());
 }
 
 void TestVTManager::gatePassesTypesUpToThresholdToTheHandler_data()

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 #include "VTTestHelpers.h"
 
 #include <Vantles/VTContext.h>
@@ -186,7 +189,7 @@ void TestVTView::pathsFollowAttributesSettingsAndPackages_data()
     row("full file setting", "root", "", "full=ui/Other.qml", "@Extra/ui/Other.qml");
     row("simple file setting", "root", "", "simple simpleFile=ui/Other.qml", "@Extra/ui/Other.qml");
     row("missing simple file gives the built-in one", "root", "simple=ui/Gone.qml", "simple",
-        ":/vantles/ui/SimpleTooltip.qml");
+        ":/com/zelvane/vantles/qml/ui/SimpleTooltip.qml");
 }
 
 void TestVTView::pathsFollowAttributesSettingsAndPackages()

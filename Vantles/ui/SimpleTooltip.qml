@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The library's simple interface: the title and the shortcut, as a plain
 // tooltip, for the packages that bring none of their own.
 import QtQuick 2.15

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The library's full interface, for the packages that bring none of their
 // own. Uses only the colours of the palette, through the panel.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The Vantles demo: a small document editor whose controls have vantles.
 //
 //   vantles-demo DATA_FOLDER                     interactive

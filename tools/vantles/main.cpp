@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // vantles: the content author's command line. Checks data folders, lists
 // their keys, prints a vantle's content and pictures it, with the library's
 // own code paths, so that what it says is what a host will do.
