@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QRegularExpression>
 #include <QUrl>
 
 namespace Vantles {
@@ -26,9 +27,53 @@ void VTContentUrlInterceptor::setNetworkAllowed(bool allowed)
     m_networkAllowed = allowed;
 }
 
+void VTContentUrlInterceptor::setAllowedModules(const QStringList& modules)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_allowedModules = modules;
+}
+
+QString VTContentUrlInterceptor::moduleOf(const QUrl& qmldir) const
+{
+    static const QLatin1String qrcImports(":/qt-project.org/imports/");
+    QString folder;
+    const QString resource = QLatin1Char(':') + qmldir.path();
+    if (qmldir.scheme() == QLatin1String("qrc") && resource.startsWith(qrcImports)) {
+        folder = resource.mid(qrcImports.size());
+    } else if (qmldir.isLocalFile()) {
+        const QString path = QDir::cleanPath(qmldir.toLocalFile());
+        for (const QString& system : m_systemFolders) {
+            if (path.startsWith(system + QLatin1Char('/')))
+                folder = path.mid(system.size() + 1);
+        }
+    }
+    if (!folder.endsWith(QLatin1String("/qmldir")))
+        return QString();
+    // Each folder may carry a version: QtQuick.2.15/Layouts, QtQml/Models.2
+    static const QRegularExpression version(QStringLiteral("(\\.\\d+)+$"));
+    QStringList parts = folder.chopped(7).split(QLatin1Char('/'));
+    for (QString& part : parts)
+        part.remove(version);
+    return parts.join(QLatin1Char('.'));
+}
+
 QUrl VTContentUrlInterceptor::intercept(const QUrl& url, DataType type)
 {
     const QString scheme = url.scheme().toLower();
+    {
+        const QMutexLocker locker(&m_mutex);
+        if (!m_allowedModules.isEmpty()) {
+            const QString module = type == QmldirFile ? moduleOf(url) : QString();
+            const QString path = url.path();
+            const bool worker = type == UrlString
+                && (path.endsWith(QLatin1String(".js")) || path.endsWith(QLatin1String(".mjs")));
+            if ((!module.isEmpty() && !m_allowedModules.contains(module)) || worker) {
+                if (m_refused)
+                    m_refused(url);
+                return QUrl();
+            }
+        }
+    }
     if (url.isRelative() || scheme == QLatin1String("qrc") || scheme == QLatin1String("data")
         || scheme == QLatin1String("image"))
         return url;

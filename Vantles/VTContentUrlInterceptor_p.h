@@ -15,6 +15,10 @@ namespace Vantles {
  * where a URL string is used (images); every other scheme but qrc:, data:
  * and image: is refused. A refused URL becomes an empty one and is handed to
  * the refusal callback, which may run on the QML loader's thread.
+ *
+ * For untrusted content it also refuses the modules outside an allow-list
+ * (their qmldir files) and worker scripts (.js and .mjs files named by a URL
+ * string, as WorkerScript.source is; imported scripts are not).
  */
 class VTContentUrlInterceptor : public QQmlAbstractUrlInterceptor {
 public:
@@ -25,6 +29,13 @@ public:
     /// Folders whose files the content may use; symlinks resolved here.
     void setFolders(const QStringList& folders);
     void setNetworkAllowed(bool allowed);
+    /// Limits the content to the QML modules @p modules ("QtQuick.Layouts")
+    /// and refuses its worker scripts; an empty list lifts both limits.
+    void setAllowedModules(const QStringList& modules);
+    /// The module a qmldir URL of the system folders describes
+    /// ("QtQuick.Layouts" for .../QtQuick/Layouts.2/qmldir), or an empty
+    /// string for one outside them.
+    QString moduleOf(const QUrl& qmldir) const;
 
     QUrl intercept(const QUrl& url, DataType type) override;
 
@@ -39,6 +50,7 @@ private:
     const QStringList m_systemFolders;
     QStringList m_folders;
     bool m_networkAllowed = false;
+    QStringList m_allowedModules;
     const RefusalHandler m_refused;
 };
 

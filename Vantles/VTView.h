@@ -102,6 +102,9 @@ public:
     /// gets it too, with a warning. False, with the problem reported, when
     /// the only file found lies outside the package or does not compile.
     bool loadInterface();
+    /// Whether the interface loaded last runs as trusted content (see
+    /// VTManager::isTrusted()).
+    bool isTrusted() const;
     /// The resource path (":/...") of the library's full or simple interface.
     static QString builtInInterfacePath(bool simple);
     /// The resource category of the content ("Resources" by default).
@@ -114,6 +117,8 @@ public:
     /// presses a key in this view; refuses and reports it at any other time.
     Q_INVOKABLE void openExternalResource(const QString& resourceLocator);
     Q_INVOKABLE QString interpolate(const QString& string);
+    /// Override cursors the interface pushes are popped when the vantle
+    /// hides or its interface goes, at the latest.
     Q_INVOKABLE void setOverrideCursor(const QString& shape);
     Q_INVOKABLE void restoreOverrideCursor();
     Q_INVOKABLE QString translate(const QString& string, const QString& context);
@@ -148,6 +153,13 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    // Loads @p path under the watchdog and, unless @p trusted, the limits of
+    // untrusted content; false when it was stopped or stopped before.
+    bool loadGuarded(const QString& path, bool trusted);
+    // Tears down an interface the watchdog interrupted and reports why.
+    void stopInterface();
+    void releaseWorkerScripts();
+
     std::unique_ptr<VTViewPrivate> const d;
 };
 
