@@ -8,12 +8,18 @@
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <QCursor>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QGuiApplication>
 #include <QPointer>
+#include <QScreen>
+#include <QWindow>
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTest>
+#include <QTimer>
 
 using namespace Vantles;
 
@@ -23,6 +29,9 @@ private Q_SLOTS:
     void initTestCase();
     void hostileContent_data();
     void hostileContent();
+    void hostileInterfaces_data();
+    void hostileInterfaces();
+    void workerScriptsDoNotHoldTheHostAtExit();
     void networkImagesOnlyWhenTheHostAllowsThem_data();
     void networkImagesOnlyWhenTheHostAllowsThem();
     void linksOpenOnlyOnAClickAndOnlyForTheWebAndMail();
@@ -199,6 +208,208 @@ void TestVTHostile::hostileContent()
         QCOMPARE(item(host, "text")->property("text").toString().size(), textLength);
     if (QQuickItem* image = item(host, "image"))
         QCOMPARE(image->implicitWidth(), imageWidth);
+}
+
+namespace {
+
+// Package P's interface for key "k" beside package B's harmless one for "b".
+// Returns the data folder.
+QString hostileData(const QTemporaryDir& dir, const QByteArray& qml, const QByteArray& worker = QByteArray())
+{
+    const QString data = dir.filePath(QStringLiteral("data"));
+    VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("P.vantles"), QString(),
+        { { QStringLiteral("k"), "<title>T</title>" } }, qml);
+    VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("B.vantles"), QString(),
+        { { QStringLiteral("b"), "<title>B</title>" } },
+        "import QtQuick 2.15\nItem { width: 20; height: 20\n"
+        "Text { objectName: \"title\"; text: vantle.childElement(\"title\").content } }\n");
+    if (!worker.isNull())
+        VTTest::writeFile(dir, QStringLiteral("data/P.vantles/ui/worker.mjs"), worker);
+    return QFileInfo(data).canonicalFilePath();
+}
+
+int visibleWindows()
+{
+    int count = 0;
+    for (QWindow* window : QGuiApplication::allWindows())
+        count += window->isVisible() ? 1 : 0;
+    return count;
+}
+
+constexpr int limit = 200; // the watchdog's limit in these tests, in ms
+
+} // namespace
+
+void TestVTHostile::hostileInterfaces_data()
+{
+    // Each row shows key "k" of package P with the interface "qml", then the
+    // harmless vantle of package B, which must still show. "expected" is a
+    // pattern of the problem reported ("" for none), "check" what else must
+    // hold afterwards.
+    QTest::addColumn<QByteArray>("qml");
+    QTest::addColumn<bool>("trusted");
+    QTest::addColumn<bool>("shown");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("check");
+
+    const QByteArray item = "import QtQuick 2.15\nItem { width: 10; height: 10\n";
+    const QString stopped = QStringLiteral("Its JavaScript \\(expression for %1\\) held the application for more than 200 ms");
+    QTest::newRow("loop in Component.onCompleted") << item + "Component.onCompleted: { while (true) {} } }\n" << false
+                                                   << false << "ui/VantleUI.qml: " + stopped.arg(QStringLiteral("onCompleted"))
+                                                   << QString();
+    QTest::newRow("loop in Component.onCompleted, trusted")
+        << item + "Component.onCompleted: { while (true) {} } }\n" << true << false
+        << "ui/VantleUI.qml: " + stopped.arg(QStringLiteral("onCompleted")) << QString();
+    QTest::newRow("loop in a binding") << item + "property int n: { var i = 0; while (true) { i = Math.max(i, 1) } return i } }\n"
+                                       << false << false << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("n"))
+                                       << QString();
+    QTest::newRow("loop in a Timer after the show")
+        << item + "Timer { interval: 100; running: true; onTriggered: { var i = 0; while (true) { i = Math.max(i, 1) } } } }\n"
+        << false << true << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onTriggered")) << QStringLiteral("hidden");
+    QTest::newRow("growing memory") << item + "Component.onCompleted: { var a = []; while (true) { var b = new Uint8Array(1 << 20); b.fill(1); a.push(b) } } }\n"
+                                    << false << false
+                                    << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
+                                                      "more than the 64 MiB")
+                                    << QStringLiteral("memory");
+    QTest::newRow("Window element") << item + "Window { visible: true; width: 50; height: 50 } }\n" << false << true
+                                    << "ui/VantleUI.qml:3:1: QML Window: An untrusted interface may not open windows" << "noWindow";
+    QTest::newRow("Window element, trusted") << item + "Window { visible: true; width: 50; height: 50 } }\n" << true << true
+                                             << QString() << "window";
+    QTest::newRow("Window made by Qt.createQmlObject")
+        << item + "Component.onCompleted: Qt.createQmlObject('import QtQuick; Window { visible: true; "
+                  "flags: Qt.FramelessWindowHint | Qt.WindowStaysOnTopHint; visibility: Window.FullScreen }', this) }\n"
+        << false << true << ".*inline:1:\\d+: QML Window: An untrusted interface may not open windows" << "noWindow";
+    QTest::newRow("Window as the root") << QByteArray("import QtQuick 2.15\nWindow { visible: true; width: 50; height: 50 }\n")
+                                        << false << false << "ui/VantleUI.qml:2:1: QML VantleUI: An untrusted interface may not open windows"
+                                        << "noWindow";
+    QTest::newRow("opening a package file on load")
+        << item + "Component.onCompleted: Qt.openUrlExternally(\"evil.desktop\") }\n" << false << true
+        << "ui/VantleUI.qml:3: An untrusted interface asked to open file:.*/evil.desktop on the desktop: refused"
+        << QString();
+    QTest::newRow("pinning on load") << item + "Component.onCompleted: { vantleView.stayOpen = true; vantleView.reserved = true } }\n"
+                                     << false << true
+                                     << "ui/VantleUI.qml:3: An untrusted interface asked to keep the vantle open without a click"
+                                     << "notPinned";
+    QTest::newRow("pinning on load, trusted")
+        << item + "Component.onCompleted: { vantleView.stayOpen = true; vantleView.reserved = true } }\n" << true << true
+        << QString() << "pinned";
+    QTest::newRow("renaming the application")
+        << item + "Component.onCompleted: { Qt.application.name = \"pwned\"; Qt.application.organization = \"evil\" } }\n"
+        << false << true << "ui/VantleUI.qml:3: An untrusted interface may not change the application's name" << "name";
+    QTest::newRow("blank cursor left behind") << item + "Component.onCompleted: vantleView.setOverrideCursor(\"BlankCursor\") }\n"
+                                              << false << true << QString() << "cursor";
+    QTest::newRow("oversized root") << QByteArray("import QtQuick 2.15\nRectangle { width: 100000; height: 100000 }\n")
+                                    << false << true << QString() << "size";
+    QTest::newRow("Settings") << QByteArray("import QtQuick 2.15\nimport Qt.labs.settings 1.0\nItem { width: 10; height: 10\n"
+                                            "Settings { fileName: \"/tmp/vantles-evil.conf\"; property int a: 1 } }\n")
+                              << false << true << "Control/Vantles.xml:\\d+:\\d+: An untrusted interface may not import the "
+                                                  "QML module Qt.labs.settings"
+                              << "builtIn";
+    QTest::newRow("LocalStorage") << QByteArray("import QtQuick 2.15\nimport QtQuick.LocalStorage 2.15\nItem { width: 10; height: 10 }\n")
+                                  << false << true << "Control/Vantles.xml:\\d+:\\d+: An untrusted interface may not import the "
+                                                      "QML module QtQuick.LocalStorage"
+                                  << "builtIn";
+    QTest::newRow("Settings, trusted") << QByteArray("import QtQuick 2.15\nimport Qt.labs.settings 1.0\nItem { width: 10; height: 10\n"
+                                                     "Settings { category: \"vantles-test\"; property int a: 1 } }\n")
+                                       << true << true << QString() << QString();
+}
+
+void TestVTHostile::hostileInterfaces()
+{
+    QFETCH(QByteArray, qml);
+    QFETCH(bool, trusted);
+    QFETCH(bool, shown);
+    QFETCH(QString, expected);
+    QFETCH(QString, check);
+
+    QTemporaryDir dir;
+    const QString data = hostileData(dir, qml);
+    VTContext context;
+    context.set(VTContextTimerInterval, 0);
+    context.set(VTContextFadeOutDuration, 0);
+    // The memory row alone, without the time limit that a slow machine
+    // would reach first.
+    context.set(VTContextScriptTimeLimit, check == QLatin1String("memory") ? 0 : limit);
+    context.set(VTContextInterfaceMemoryBudget, qint64(64) << 20);
+    if (trusted)
+        context.set(VTContextTrustedDataFolders, QStringList { data });
+    const QString name = QCoreApplication::applicationName();
+    const int windowsBefore = visibleWindows();
+    VTTest::RecordingHost host(context, { data });
+    QCOMPARE(host.manager()->isTrusted(data + QStringLiteral("/P.vantles/ui/VantleUI.qml")), trusted);
+
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr), shown);
+    QTest::qWait(3 * limit); // a timer after the show, refusals reported through the event loop
+    // The GUI thread is free again within a second of the limit.
+    QVERIFY2(timer.elapsed() < 3 * limit + 1000 + 2000, qPrintable(QString::number(timer.elapsed())));
+    VTWidget* window = host.manager()->widget();
+
+    const QStringList reported = VTTest::problems(host.messages, data + QStringLiteral("/P.vantles/"));
+    if (expected.isEmpty())
+        QCOMPARE(reported.filter(QRegularExpression(QStringLiteral("untrusted|held the application|grow by"))), QStringList());
+    else
+        QVERIFY2(!reported.filter(QRegularExpression(QStringLiteral("^200:") + expected)).isEmpty(),
+            qPrintable(reported.join(QLatin1Char('\n'))));
+
+    if (check == QLatin1String("hidden"))
+        QVERIFY(!window->isVisible());
+    if (check == QLatin1String("noWindow"))
+        QCOMPARE(visibleWindows(), windowsBefore + (shown ? 1 : 0));
+    if (check == QLatin1String("window"))
+        QCOMPARE(visibleWindows(), windowsBefore + 2);
+    if (check == QLatin1String("pinned") || check == QLatin1String("notPinned")) {
+        const bool pinned = check == QLatin1String("pinned");
+        QCOMPARE(host.manager()->reservedWindows().size(), pinned ? 1 : 0);
+        QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
+    }
+    if (check == QLatin1String("name"))
+        QCOMPARE(QCoreApplication::applicationName(), name);
+    if (check == QLatin1String("cursor")) {
+        QVERIFY(QGuiApplication::overrideCursor());
+        window->hideAnimated();
+        QCOMPARE(QGuiApplication::overrideCursor(), nullptr);
+    }
+    if (check == QLatin1String("size")) {
+        const QSize area = QGuiApplication::primaryScreen()->availableGeometry().size();
+        QVERIFY(window->width() <= area.width() + 1 && window->height() <= area.height() + 1);
+        QVERIFY(window->view()->width() <= area.width());
+    }
+    if (check == QLatin1String("builtIn"))
+        QCOMPARE(window->view()->source(), QUrl(QStringLiteral("qrc:/vantles/ui/VantleUI.qml")));
+
+    // The harmless package next door still shows, and the GUI thread answers.
+    QVERIFY(host.manager()->show(QStringLiteral("b"), QPoint(10, 10), nullptr));
+    QCOMPARE(item(host, "title")->property("text").toString(), QStringLiteral("B"));
+    bool answered = false;
+    QTimer::singleShot(0, this, [&answered] { answered = true; });
+    QTRY_VERIFY_WITH_TIMEOUT(answered, 1000);
+}
+
+void TestVTHostile::workerScriptsDoNotHoldTheHostAtExit()
+{
+    // Trusted, so the worker runs; untrusted, it is refused.
+    for (const bool trusted : { true, false }) {
+        QTemporaryDir dir;
+        const QString data = hostileData(dir,
+            "import QtQuick 2.15\nItem { width: 10; height: 10; WorkerScript { source: \"worker.mjs\" } }\n",
+            "while (true) {}\n");
+        VTContext context;
+        context.set(VTContextScriptTimeLimit, limit);
+        if (trusted)
+            context.set(VTContextTrustedDataFolders, QStringList { data });
+        QElapsedTimer timer;
+        {
+            VTTest::RecordingHost host(context, { data });
+            QVERIFY(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
+            QTest::qWait(200);
+            const QStringList refused = host.messages.filter(QStringLiteral("may not run the worker script"));
+            QCOMPARE(refused.size(), trusted ? 0 : 1);
+            timer.start();
+        } // the window, its view and engine go with the host
+        QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+    }
 }
 
 void TestVTHostile::networkImagesOnlyWhenTheHostAllowsThem_data()
