@@ -1,5 +1,6 @@
 #include "VTQmlWatchdog_p.h"
 
+#include <QFile>
 #include <QJSEngine>
 #include <QMetaObject>
 #include <QRegularExpression>
@@ -147,6 +148,24 @@ VTQmlWatchdog::Trip VTQmlWatchdog::trip() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_trip;
+}
+
+int VTQmlWatchdog::lineOf(const QString& file, const QString& function)
+{
+    static const QLatin1String prefix("expression for ");
+    if (!function.startsWith(prefix))
+        return 0;
+    QFile source(file);
+    if (!source.open(QIODevice::ReadOnly | QIODevice::Text) || source.size() > 1 << 20)
+        return 0;
+    const QString text = QString::fromUtf8(source.readAll());
+    const QRegularExpression written(
+        QStringLiteral("\\b%1\\s*:").arg(QRegularExpression::escape(function.mid(prefix.size()))));
+    QRegularExpressionMatchIterator matches = written.globalMatch(text);
+    if (!matches.hasNext())
+        return 0;
+    const qsizetype at = matches.next().capturedStart();
+    return matches.hasNext() ? 0 : int(text.left(at).count(QLatin1Char('\n'))) + 1;
 }
 
 qint64 VTQmlWatchdog::residentSize()

@@ -67,6 +67,10 @@ public:
     /// The engine's JavaScript stack as a snapshot shows it; callable from
     /// any thread. Linux only: elsewhere never running.
     static Sample sample(QJSEngine* engine);
+    /// The line of @p file where the handler or binding @p function
+    /// ("expression for onCompleted") is written, when it is written once;
+    /// else 0. For a loop too tight to say where it runs.
+    static int lineOf(const QString& file, const QString& function);
     /// Resident size of the process in bytes, or -1 where unknown.
     static qint64 residentSize();
 

@@ -484,10 +484,15 @@ bool VTView::loadGuarded(const QString& path, bool trusted)
     }
     d->interceptor->setAllowedModules(modules);
 
-    // Never larger than the screen, whatever size the root item asks for.
+    // Never larger than the screen, whatever size the root item asks for:
+    // the window adds its shadow and one pixel around the view.
     QScreen* screen = window()->screen() ? window()->screen() : QGuiApplication::primaryScreen();
-    if (screen)
-        setMaximumSize(screen->availableGeometry().size());
+    if (screen) {
+        QSize area = screen->availableGeometry().size() - QSize(1, 1);
+        if (auto tooltip = qobject_cast<VTWidget*>(parentWidget()))
+            area = area.shrunkBy(tooltip->shadowMargins());
+        setMaximumSize(area.expandedTo(QSize(1, 1)));
+    }
 
     const VTContext* context = d->manager ? d->manager->context() : nullptr;
     d->sandbox->begin(trusted, context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 500,
@@ -506,8 +511,8 @@ void VTView::stopInterface()
     if (!watchdog->hasTripped())
         return;
     const VTQmlWatchdog::Trip trip = watchdog->trip();
-    const QString file = trip.file.isEmpty() ? d->loadedPath
-                                             : (QUrl(trip.file).isLocalFile() ? QUrl(trip.file).toLocalFile() : trip.file);
+    const QString file = trip.file.isEmpty() ? d->loadedPath : trip.file;
+    const int line = trip.line > 0 ? trip.line : VTQmlWatchdog::lineOf(file, trip.function);
     const QString what = trip.function.isEmpty() ? QStringLiteral("Its JavaScript")
                                                   : QStringLiteral("Its JavaScript (%1)").arg(trip.function);
     const VTContext* context = d->manager ? d->manager->context() : nullptr;
@@ -528,7 +533,7 @@ void VTView::stopInterface()
     engine()->clearComponentCache();
     engine()->setInterrupted(false);
     if (d->manager)
-        d->manager->report({ VTMessageWarning, file, trip.line, 0, text });
+        d->manager->report({ VTMessageWarning, file, line, 0, text });
     if (auto window = qobject_cast<VTWidget*>(parentWidget()))
         window->hide();
 }

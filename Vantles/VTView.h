@@ -38,6 +38,12 @@ class VTViewPrivate;
  * missing interface file or resource with the vantle's place in its control
  * file. The short forms "Can't find :%1", "Error %1:%2:%3" and
  * "QML Warning %1:%2:%3" are also sent at the DEBUG level (VTMessageDebug).
+ *
+ * Every interface runs under a watchdog (VTContextScriptTimeLimit,
+ * VTContextInterfaceMemoryBudget) that stops it and closes the vantle; an
+ * interface the host does not trust (VTManager::isTrusted()) runs with the
+ * limits of untrusted content besides: a few QML modules, no windows of its
+ * own, no changes to the application, pinning only on the user's click.
  */
 class VANTLES_EXPORT VTView : public QQuickWidget {
     Q_OBJECT

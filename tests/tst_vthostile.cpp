@@ -255,11 +255,11 @@ void TestVTHostile::hostileInterfaces_data()
     const QByteArray item = "import QtQuick 2.15\nItem { width: 10; height: 10\n";
     const QString stopped = QStringLiteral("Its JavaScript \\(expression for %1\\) held the application for more than 200 ms");
     QTest::newRow("loop in Component.onCompleted") << item + "Component.onCompleted: { while (true) {} } }\n" << false
-                                                   << false << "ui/VantleUI.qml: " + stopped.arg(QStringLiteral("onCompleted"))
+                                                   << false << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onCompleted"))
                                                    << QString();
     QTest::newRow("loop in Component.onCompleted, trusted")
         << item + "Component.onCompleted: { while (true) {} } }\n" << true << false
-        << "ui/VantleUI.qml: " + stopped.arg(QStringLiteral("onCompleted")) << QString();
+        << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onCompleted")) << QString();
     QTest::newRow("loop in a binding") << item + "property int n: { var i = 0; while (true) { i = Math.max(i, 1) } return i } }\n"
                                        << false << false << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("n"))
                                        << QString();
