@@ -19,6 +19,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
 using namespace Vantles;
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void hostileInterfaces_data();
     void hostileInterfaces();
     void workerScriptsDoNotHoldTheHostAtExit();
+    void aBusyHostIsNotTakenForTheInterface();
     void networkImagesOnlyWhenTheHostAllowsThem_data();
     void networkImagesOnlyWhenTheHostAllowsThem();
     void linksOpenOnlyOnAClickAndOnlyForTheWebAndMail();
@@ -410,6 +412,26 @@ void TestVTHostile::workerScriptsDoNotHoldTheHostAtExit()
         } // the window, its view and engine go with the host
         QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
     }
+}
+
+void TestVTHostile::aBusyHostIsNotTakenForTheInterface()
+{
+    // The host's own work holds the GUI thread well past the limit while an
+    // interface with a running timer is up: the interface stays.
+    QTemporaryDir dir;
+    const QString data = hostileData(dir,
+        "import QtQuick 2.15\nItem { width: 10; height: 10; property int ticks: 0\n"
+        "Timer { interval: 10; repeat: true; running: true; onTriggered: ++parent.ticks } }\n");
+    VTContext context;
+    context.set(VTContextTimerInterval, 0);
+    context.set(VTContextScriptTimeLimit, limit);
+    VTTest::RecordingHost host(context, { data });
+    QVERIFY(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
+    QThread::msleep(4 * limit);
+    QTest::qWait(2 * limit);
+    QVERIFY(host.manager()->widget()->isVisible());
+    QVERIFY(host.manager()->widget()->view()->rootObject()->property("ticks").toInt() > 0);
+    QCOMPARE(host.messages.filter(QStringLiteral("held the application")), QStringList());
 }
 
 void TestVTHostile::networkImagesOnlyWhenTheHostAllowsThem_data()
