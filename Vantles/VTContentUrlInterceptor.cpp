@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QMutexLocker>
 #include <QRegularExpression>
 #include <QUrl>
@@ -69,7 +70,7 @@ QUrl VTContentUrlInterceptor::intercept(const QUrl& url, DataType type)
                 && (path.endsWith(QLatin1String(".js")) || path.endsWith(QLatin1String(".mjs")));
             if ((!module.isEmpty() && !m_allowedModules.contains(module)) || worker) {
                 if (m_refused)
-                    m_refused(url);
+                    m_refused(url, worker ? WorkerScript : Module, 0);
                 return QUrl();
             }
         }
@@ -83,6 +84,12 @@ QUrl VTContentUrlInterceptor::intercept(const QUrl& url, DataType type)
         const QString path = url.toLocalFile();
         const QMutexLocker locker(&m_mutex);
         allowed = isInside(path, m_systemFolders) || isInside(path, m_folders);
+        qint64 bytes = 0;
+        if (allowed && type == UrlString && exceedsImageBudget(path, &bytes)) {
+            if (m_refused)
+                m_refused(url, LargeImage, bytes);
+            return QUrl();
+        }
     } else if (scheme == QLatin1String("http") || scheme == QLatin1String("https")) {
         const QMutexLocker locker(&m_mutex);
         allowed = m_networkAllowed && type == UrlString;
@@ -90,8 +97,34 @@ QUrl VTContentUrlInterceptor::intercept(const QUrl& url, DataType type)
     if (allowed)
         return url;
     if (m_refused)
-        m_refused(url);
+        m_refused(url, Outside, 0);
     return QUrl();
+}
+
+void VTContentUrlInterceptor::setImageBudget(qint64 bytes)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_imageBudget = bytes;
+    m_imageBytes = 0;
+    m_countedImages.clear();
+}
+
+bool VTContentUrlInterceptor::exceedsImageBudget(const QString& path, qint64* bytes)
+{
+    if (m_imageBudget <= 0 || m_countedImages.contains(path))
+        return false;
+    QImageReader reader(path);
+    const QSize size = reader.canRead() ? reader.size() : QSize();
+    if (!size.isValid())
+        return false;
+    // An animation keeps its frames: all of them count.
+    const qint64 frames = qMax(1, reader.imageCount());
+    *bytes = qint64(size.width()) * size.height() * 4 * frames;
+    if (m_imageBytes + *bytes > m_imageBudget)
+        return true;
+    m_imageBytes += *bytes;
+    m_countedImages.insert(path);
+    return false;
 }
 
 bool VTContentUrlInterceptor::isInside(const QString& path, const QStringList& folders)

@@ -2,6 +2,7 @@
 
 #include <QMutex>
 #include <QQmlAbstractUrlInterceptor>
+#include <QSet>
 #include <QStringList>
 
 #include <functional>
@@ -18,11 +19,15 @@ namespace Vantles {
  *
  * For untrusted content it also refuses the modules outside an allow-list
  * (their qmldir files) and worker scripts (.js and .mjs files named by a URL
- * string, as WorkerScript.source is; imported scripts are not).
+ * string, as WorkerScript.source is; imported scripts are not). For all
+ * content it refuses images whose decoded frames would take the rest of an
+ * image budget, read from the files' headers before anything is decoded.
  */
 class VTContentUrlInterceptor : public QQmlAbstractUrlInterceptor {
 public:
-    using RefusalHandler = std::function<void(const QUrl& url)>;
+    enum Refusal { Outside, Module, WorkerScript, LargeImage };
+    /// @p bytes: the decoded size of a LargeImage.
+    using RefusalHandler = std::function<void(const QUrl& url, Refusal refusal, qint64 bytes)>;
 
     VTContentUrlInterceptor(const QStringList& systemFolders, RefusalHandler refused);
 
@@ -36,6 +41,9 @@ public:
     /// ("QtQuick.Layouts" for .../QtQuick/Layouts.2/qmldir), or an empty
     /// string for one outside them.
     QString moduleOf(const QUrl& qmldir) const;
+    /// Starts counting images anew with @p bytes for all their decoded
+    /// frames together (0: no limit).
+    void setImageBudget(qint64 bytes);
 
     QUrl intercept(const QUrl& url, DataType type) override;
 
@@ -51,6 +59,12 @@ private:
     QStringList m_folders;
     bool m_networkAllowed = false;
     QStringList m_allowedModules;
+    qint64 m_imageBudget = 0;
+    qint64 m_imageBytes = 0;
+    QSet<QString> m_countedImages;
+
+    // Whether the image file @p path would pass the budget; counts it.
+    bool exceedsImageBudget(const QString& path, qint64* bytes);
     const RefusalHandler m_refused;
 };
 

@@ -188,33 +188,40 @@ VTView::VTView(VTManager* manager, QWidget* parent)
     // The interface reaches files of its package and of the QML modules
     // only, and the network not at all unless the host allows images.
     const QPointer<VTView> self(this);
-    d->interceptor = std::make_unique<VTContentUrlInterceptor>(engine()->importPathList(), [self, this](const QUrl& url) {
-        // May run on the QML loader's thread: the view is alive while its
-        // engine loads.
-        const QString module = d->interceptor->moduleOf(url);
-        if (!module.isEmpty())
-            d->moduleRefused = true;
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, url, module] {
-                if (!self)
-                    return;
-                const QString path = url.path();
-                if (!module.isEmpty()) {
-                    self->d->reportForContent(VTMessageWarning,
-                        QStringLiteral("An untrusted interface may not import the QML module %1: refused.").arg(module));
-                } else if (path.endsWith(QLatin1String(".js")) || path.endsWith(QLatin1String(".mjs"))) {
-                    self->d->reportForContent(VTMessageWarning,
-                        QStringLiteral("An untrusted interface may not run the worker script %1: refused.")
-                            .arg(url.toDisplayString()));
-                } else {
-                    self->d->reportForContent(VTMessageWarning,
-                        QStringLiteral("The interface asked for %1, outside the package's folders: refused.")
-                            .arg(url.toDisplayString()));
-                }
-            },
-            Qt::QueuedConnection);
-    });
+    d->interceptor = std::make_unique<VTContentUrlInterceptor>(engine()->importPathList(),
+        [self, this](const QUrl& url, VTContentUrlInterceptor::Refusal refusal, qint64 bytes) {
+            // May run on the QML loader's thread: the view is alive while its
+            // engine loads.
+            const QString module = refusal == VTContentUrlInterceptor::Module ? d->interceptor->moduleOf(url) : QString();
+            if (!module.isEmpty())
+                d->moduleRefused = true;
+            QString text;
+            switch (refusal) {
+            case VTContentUrlInterceptor::Module:
+                text = QStringLiteral("An untrusted interface may not import the QML module %1: refused.").arg(module);
+                break;
+            case VTContentUrlInterceptor::WorkerScript:
+                text = QStringLiteral("An untrusted interface may not run the worker script %1: refused.")
+                           .arg(url.toDisplayString());
+                break;
+            case VTContentUrlInterceptor::LargeImage:
+                text = QStringLiteral("The image %1 would take %2 MiB of memory, past what is left of the interface's "
+                                      "memory budget: refused.")
+                           .arg(url.toDisplayString(), QString::number(bytes >> 20));
+                break;
+            case VTContentUrlInterceptor::Outside:
+                text = QStringLiteral("The interface asked for %1, outside the package's folders: refused.")
+                           .arg(url.toDisplayString());
+                break;
+            }
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, text] {
+                    if (self)
+                        self->d->reportForContent(VTMessageWarning, text);
+                },
+                Qt::QueuedConnection);
+        });
     const bool network = manager && manager->context()->get(VTContextAllowNetworkImages, false).toBool();
     d->interceptor->setNetworkAllowed(network);
     d->networkAccess.setNetworkAllowed(network);
@@ -495,8 +502,9 @@ bool VTView::loadGuarded(const QString& path, bool trusted)
     }
 
     const VTContext* context = d->manager ? d->manager->context() : nullptr;
-    d->sandbox->begin(trusted, context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 500,
-        context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong() : 0);
+    const qint64 budget = context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong() : 0;
+    d->interceptor->setImageBudget(budget);
+    d->sandbox->begin(trusted, context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 500, budget);
     loadQML(path);
     if (d->sandbox->watchdog()->hasTripped()) {
         stopInterface();

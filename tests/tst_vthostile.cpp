@@ -273,6 +273,13 @@ void TestVTHostile::hostileInterfaces_data()
                                     << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
                                                       "more than the 64 MiB")
                                     << QStringLiteral("memory");
+    QTest::newRow("animation of 160 MB")
+        << item + "AnimatedImage { source: \"bomb.gif\" } }\n" << false << true
+        << "Control/Vantles.xml:\\d+:\\d+: The image .*bomb.gif would take 152 MiB of memory, past what is left" << "gif";
+    QTest::newRow("two pictures of 34 MiB")
+        << item + "Image { objectName: \"a\"; source: \"a.png\" }\nImage { objectName: \"b\"; source: \"b.png\" } }\n"
+        << true << true << "Control/Vantles.xml:\\d+:\\d+: The image .*[ab].png would take 34 MiB of memory, past what is left"
+        << "png";
     QTest::newRow("Window element") << item + "Window { visible: true; width: 50; height: 50 } }\n" << false << true
                                     << "ui/VantleUI.qml:3:1: QML Window: An untrusted interface may not open windows" << "noWindow";
     QTest::newRow("Window element, trusted") << item + "Window { visible: true; width: 50; height: 50 } }\n" << true << true
@@ -326,6 +333,17 @@ void TestVTHostile::hostileInterfaces()
 
     QTemporaryDir dir;
     const QString data = hostileData(dir, qml);
+    if (check == QLatin1String("gif")) {
+        QVERIFY(!VTTest::makeClip(dir, QStringLiteral("data/P.vantles/ui/bomb.gif"),
+            { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                QStringLiteral("color=c=red:s=2000x2000:d=1:r=10") })
+                     .isEmpty());
+    } else if (check == QLatin1String("png")) {
+        QImage picture(3000, 3000, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        QVERIFY(picture.save(data + QStringLiteral("/P.vantles/ui/a.png")));
+        QVERIFY(QFile::copy(data + QStringLiteral("/P.vantles/ui/a.png"), data + QStringLiteral("/P.vantles/ui/b.png")));
+    }
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextFadeOutDuration, 0);
@@ -377,6 +395,11 @@ void TestVTHostile::hostileInterfaces()
         const QSize area = QGuiApplication::primaryScreen()->availableGeometry().size();
         QVERIFY(window->width() <= area.width() + 1 && window->height() <= area.height() + 1);
         QVERIFY(window->view()->width() <= area.width());
+    }
+    if (check == QLatin1String("png")) { // one of them fits: Image.Ready is 1
+        const int ready = int(item(host, "a")->property("status").toInt() == 1)
+            + int(item(host, "b")->property("status").toInt() == 1);
+        QCOMPARE(ready, 1);
     }
     if (check == QLatin1String("builtIn"))
         QCOMPARE(window->view()->source(), QUrl(QStringLiteral("qrc:/vantles/ui/VantleUI.qml")));
