@@ -90,6 +90,7 @@ QByteArray readStackInChild(void* engine)
 VTQmlWatchdog::VTQmlWatchdog(QJSEngine* engine, QObject* parent)
     : QObject(parent)
     , m_engine(engine)
+    , m_executionEngine(engine->handle())
 {
     m_thread = std::thread([this] { run(); });
 }
@@ -184,12 +185,12 @@ qint64 VTQmlWatchdog::residentSize()
 #endif
 }
 
-VTQmlWatchdog::Sample VTQmlWatchdog::sample(QJSEngine* engine)
+VTQmlWatchdog::Sample VTQmlWatchdog::sample(void* executionEngine)
 {
     Sample result;
 #ifdef Q_OS_LINUX
     // stack=[frame={level="0",func="expression for onCompleted",file="...",fullname="...",line="5",language="js"},...]
-    const QString text = QString::fromUtf8(readStackInChild(engine->handle()));
+    const QString text = QString::fromUtf8(readStackInChild(executionEngine));
     static const QRegularExpression frame(
         QStringLiteral("frame=\\{level=\"0\",func=\"([^\"]*)\",file=\"([^\"]*)\",fullname=\"[^\"]*\",line=\"(\\d+)\""));
     const QRegularExpressionMatch match = frame.match(text);
@@ -202,7 +203,7 @@ VTQmlWatchdog::Sample VTQmlWatchdog::sample(QJSEngine* engine)
     // which in a QML file is its first import, never code.
     result.line = match.captured(3).toInt() > 1 ? match.captured(3).toInt() : 0;
 #else
-    Q_UNUSED(engine)
+    Q_UNUSED(executionEngine)
 #endif
     return result;
 }
@@ -261,7 +262,7 @@ void VTQmlWatchdog::run()
                 const qint64 grown = residentSize() - m_baseline;
                 Sample where;
                 if (grown > m_budget && !answered)
-                    where = sample(m_engine);
+                    where = sample(m_executionEngine);
                 lock.lock();
                 if (m_generation != generation || !m_armed)
                     break;
@@ -282,7 +283,7 @@ void VTQmlWatchdog::run()
             // The GUI thread has not come back for the limit: JavaScript of
             // this engine, or the host's own work?
             lock.unlock();
-            const Sample where = sample(m_engine);
+            const Sample where = sample(m_executionEngine);
             lock.lock();
             if (m_generation != generation || !m_armed || m_answered >= ping)
                 break;

@@ -64,9 +64,10 @@ public:
     bool hasTripped() const;
     Trip trip() const;
 
-    /// The engine's JavaScript stack as a snapshot shows it; callable from
-    /// any thread. Linux only: elsewhere never running.
-    static Sample sample(QJSEngine* engine);
+    /// The JavaScript stack of @p executionEngine (QJSEngine::handle()) as a
+    /// snapshot shows it; callable from any thread. Linux only: elsewhere
+    /// never running.
+    static Sample sample(void* executionEngine);
     /// The line of @p file where the handler or binding @p function
     /// ("expression for onCompleted") is written, when it is written once;
     /// else 0. For a loop too tight to say where it runs.
@@ -84,6 +85,7 @@ private:
     void interrupt(const Trip& trip);
 
     QJSEngine* const m_engine;
+    void* const m_executionEngine; // the engine's JavaScript engine, for snapshots
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     bool m_quit = false;

@@ -251,6 +251,9 @@ VTView::~VTView()
     releaseWorkerScripts();
     replaceContent(nullptr);
     engine()->removeUrlInterceptor(d->interceptor.get());
+    // Before the engine it guards, which the base class deletes.
+    delete d->sandbox;
+    d->sandbox = nullptr;
 }
 
 VTManager* VTView::manager() const
