@@ -216,7 +216,8 @@ void VTQmlSandbox::takeApplicationIdentity()
 
 void VTQmlSandbox::checkApplicationIdentity()
 {
-    if (m_restoring)
+    // A name change also tells of a display name change: each change once.
+    if (m_restoring || applicationIdentity() == m_identity)
         return;
     if (m_trusted || !m_guarding || scriptPlace().first.isEmpty()) {
         // The host's own change.
@@ -224,16 +225,24 @@ void VTQmlSandbox::checkApplicationIdentity()
         return;
     }
     const QStringList changed = applicationIdentity();
+    QStringList values;
+    for (int i = 0; i < changed.size(); ++i) {
+        if (changed.at(i) != m_identity.at(i))
+            values.append(QStringLiteral("\"%1\"").arg(changed.at(i)));
+    }
     m_restoring = true;
     QCoreApplication::setApplicationName(m_identity.at(0));
     QCoreApplication::setOrganizationName(m_identity.at(1));
     QCoreApplication::setOrganizationDomain(m_identity.at(2));
     QCoreApplication::setApplicationVersion(m_identity.at(3));
-    QGuiApplication::setApplicationDisplayName(m_identity.at(4));
+    // Unless set on its own, the display name follows the name.
+    if (QGuiApplication::applicationDisplayName() != m_identity.at(4))
+        QGuiApplication::setApplicationDisplayName(m_identity.at(4));
     m_restoring = false;
-    refuse(QStringLiteral("An untrusted interface may not change the application's name, organization, domain or "
-                          "version (it set them to \"%1\"): refused.")
-               .arg(changed.mid(0, 4).join(QLatin1String("\", \""))));
+    values.removeDuplicates();
+    refuse(QStringLiteral("An untrusted interface may not change the application's name, organization, domain, "
+                          "version or display name (it set %1): refused.")
+               .arg(values.join(QLatin1String(", "))));
 }
 
 } // namespace Vantles

@@ -540,7 +540,6 @@ void VTView::stopInterface()
     // interrupted, its handlers for its own destruction too.
     d->sandbox->end();
     setSource(QUrl());
-    releaseWorkerScripts();
     engine()->clearComponentCache();
     engine()->setInterrupted(false);
     if (d->manager)
