@@ -24,8 +24,8 @@ class VTQmlWatchdog;
  * keeps the GUI thread and against memory growth, and the override cursors
  * the interface pushed, popped when it goes.
  *
- * For an untrusted interface: no window of its own (a QML Window is hidden
- * and destroyed as it is shown), no change of the application's name,
+ * For an untrusted interface: no window of its own (a QML Window loses its
+ * platform window as it is shown, so it never maps), no change of the application's name,
  * organization, domain, version or display name (undone at once), no
  * Qt.openUrlExternally() of the local files and data the URL interceptor
  * lets through (the library handles QDesktopServices' "file" and "data"
