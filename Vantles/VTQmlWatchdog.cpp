@@ -283,11 +283,12 @@ void VTQmlWatchdog::run()
             // The GUI thread has not come back for the limit: JavaScript of
             // this engine, or the host's own work?
             lock.unlock();
+            const bool inHostCall = m_hostCalls > 0;
             const Sample where = sample(m_executionEngine);
             lock.lock();
             if (m_generation != generation || !m_armed || m_answered >= ping)
                 break;
-            if (where.running) {
+            if (where.running && !inHostCall && m_hostCalls == 0) {
                 interrupt({ Trip::Time, where.file, where.line, where.function, 0 });
                 break;
             }

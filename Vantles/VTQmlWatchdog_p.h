@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QString>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -72,6 +73,24 @@ public:
     /// ("expression for onCompleted") is written, when it is written once;
     /// else 0. For a loop too tight to say where it runs.
     static int lineOf(const QString& file, const QString& function);
+    /// Marks the GUI thread's work between them as the library's or the
+    /// host's, even when JavaScript called for it: a slow host is not the
+    /// interface's fault. Nestable; GUI thread.
+    class HostCall {
+    public:
+        explicit HostCall(VTQmlWatchdog* watchdog)
+            : m_watchdog(watchdog)
+        {
+            ++m_watchdog->m_hostCalls;
+        }
+        ~HostCall() { --m_watchdog->m_hostCalls; }
+        HostCall(const HostCall&) = delete;
+        HostCall& operator=(const HostCall&) = delete;
+
+    private:
+        VTQmlWatchdog* const m_watchdog;
+    };
+
     /// Resident size of the process in bytes, or -1 where unknown.
     static qint64 residentSize();
 
@@ -96,6 +115,7 @@ private:
     qint64 m_baseline = 0;
     quint64 m_generation = 0; // arm() count, so that an old trip is not taken for a new one
     quint64 m_answered = 0; // the last ping the GUI thread answered
+    std::atomic_int m_hostCalls { 0 };
     Trip m_trip;
     std::thread m_thread;
 };

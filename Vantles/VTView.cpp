@@ -271,6 +271,7 @@ void VTView::setStayOpen(bool stayOpen)
     if (stayOpen && d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to keep the vantle open")))
         return;
     d->stayOpen = stayOpen;
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     Q_EMIT stayOpenChanged();
 }
 
@@ -286,6 +287,8 @@ void VTView::setReserved(bool reserved)
     if (reserved && d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to pin the vantle")))
         return;
     d->reserved = reserved;
+    // Pinning makes windows, and maybe asks the host for one.
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     Q_EMIT reservedChanged();
 }
 
@@ -602,6 +605,7 @@ void VTView::setItemCursor(QQuickItem* object, const QString& shape, const QStri
 
 void VTView::debugLog(const QString& msg)
 {
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     if (d->manager)
         d->manager->handleMessage(VTMessageDebug, msg);
 }
@@ -616,6 +620,7 @@ void VTView::openExternalResource(const QString& resourceLocator)
                 .arg(resourceLocator));
         return;
     }
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     d->manager->openExternalResource(resourceLocator);
 }
 
@@ -636,6 +641,7 @@ void VTView::restoreOverrideCursor()
 
 QString VTView::translate(const QString& string, const QString& context)
 {
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     if (d->manager && d->manager->interface())
         return d->manager->interface()->translateString(string, context);
     return string;
