@@ -387,8 +387,10 @@ void TestVTHostile::hostileInterfaces()
         QCOMPARE(visibleWindows(), windowsBefore + 2);
     if (check == QLatin1String("pinned") || check == QLatin1String("notPinned")) {
         const bool pinned = check == QLatin1String("pinned");
-        QCOMPARE(host.manager()->reservedWindows().size(), pinned ? 1 : 0);
+        const QList<VTWidget*> reserved = host.manager()->reservedWindows();
+        QCOMPARE(reserved.size(), pinned ? 1 : 0);
         QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
+        qDeleteAll(reserved); // the user's to close
     }
     if (check == QLatin1String("name"))
         QCOMPARE(QCoreApplication::applicationName(), name);
