@@ -71,6 +71,24 @@ enum VTContextKey : int {
     /// may take; a longer clip keeps a window of frames and decodes again
     /// to loop or scrub
     VTContextVideoMemoryBudget = 45,
+    /// QStringList, empty: data folders whose packages the host trusts; their
+    /// interfaces run without the limits of untrusted packages. The
+    /// library's own interfaces and files below VTContextExtraComponentFolder
+    /// are trusted too; every other package is untrusted
+    VTContextTrustedDataFolders = 46,
+    /// int, 500: milliseconds that JavaScript of a vantle's interface may
+    /// hold the GUI thread; past them it is interrupted and the vantle torn
+    /// down. 0 turns the watchdog off
+    VTContextScriptTimeLimit = 47,
+    /// qint64, 256 MiB: bytes by which the process may grow while a vantle's
+    /// interface is loaded (measured as the resident size of the whole
+    /// process on Linux); past them the vantle is torn down. 0 turns the
+    /// budget off
+    VTContextInterfaceMemoryBudget = 48,
+    /// QStringList, empty: QML modules an untrusted interface may import
+    /// besides QtQuick, QtQuick.Layouts, QtQml, QtQml.Models and
+    /// com.zelvane.vantles.qml, such as "QtQuick.Shapes"
+    VTContextUntrustedExtraModules = 49,
     /// QKeySequence or string, "Ctrl+Shift+F1": pins the vantle that is up,
     /// as its "Pin" does, and gives the pinned window the keyboard focus; an
     /// empty sequence turns the key off; needs VTContextInstallEventFilter

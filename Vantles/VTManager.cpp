@@ -3,6 +3,7 @@
 
 #include "VTManager.h"
 
+#include "VTContentUrlInterceptor_p.h"
 #include "VTContext.h"
 #include "VTControlFileScanner_p.h"
 #include "VTControlName_p.h"
@@ -887,6 +888,19 @@ bool VTManager::openExternalResource(const QString& resource)
     if (!d->context.get(VTContextDocumentationEnabled, true).toBool())
         return false;
     return d->interface->openExternalResource(VTExternalResourceDocumentation, resource);
+}
+
+bool VTManager::isTrusted(const QString& path) const
+{
+    if (path.startsWith(QLatin1String(":/")) || path.startsWith(QLatin1String("qrc:")))
+        return true;
+    if (path.isEmpty())
+        return false;
+    QStringList folders = d->context.get(VTContextTrustedDataFolders).toStringList();
+    const QString extra = d->context.get(VTContextExtraComponentFolder).toString();
+    if (!extra.isEmpty())
+        folders.append(extra);
+    return VTContentUrlInterceptor::isInside(path, VTContentUrlInterceptor::canonicalFolders(folders));
 }
 
 int loadDataShouldGenerateElement(const QString& tagName, const QXmlStreamAttributes& attributes, void* userData)

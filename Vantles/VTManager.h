@@ -145,6 +145,14 @@ public:
     /// the settings allow that kind.
     bool openExternalResource(const QString& resource);
 
+    /// Whether the file or folder @p path belongs to content the host
+    /// trusts: the library's own resources (":/..."), anything below a
+    /// folder of VTContextTrustedDataFolders or VTContextExtraComponentFolder
+    /// (symlinks resolved). An interface from anywhere else runs as untrusted:
+    /// it may import only a few QML modules, open no window, and open
+    /// links, pin itself or change the application only as the README says.
+    bool isTrusted(const QString& path) const;
+
 private:
     std::unique_ptr<VTManagerPrivate> const d;
 };

@@ -10,6 +10,8 @@
 #include "VTManager.h"
 #include "VTNetworkAccessFactory_p.h"
 #include "VTProblem.h"
+#include "VTQmlSandbox_p.h"
+#include "VTQmlWatchdog_p.h"
 #include "VTWidget.h"
 #include "VTXmlElement.h"
 
@@ -20,15 +22,19 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
+#include <QSet>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
+#include <QScreen>
+#include <QThread>
 #include <QUrl>
 
 #include <algorithm>
+#include <atomic>
 
 namespace Vantles {
 
@@ -46,6 +52,24 @@ public:
     int userAction = 0;
     std::unique_ptr<VTContentUrlInterceptor> interceptor;
     VTNetworkAccessFactory networkAccess;
+    VTQmlSandbox* sandbox = nullptr;
+    // Set by the interceptor, from any thread, when it refused a module.
+    std::atomic_bool moduleRefused { false };
+    // Whether the components the engine holds were compiled for trusted
+    // content: untrusted content must not find modules already imported.
+    bool cacheTrusted = true;
+    // Interface files, by version, that the watchdog stopped: not loaded again.
+    QSet<QString> stopped;
+    QString loadedPath;
+
+    static QString fileVersion(const QFileInfo& file)
+    {
+        return QStringLiteral("%1|%2|%3")
+            .arg(file.absoluteFilePath(), QString::number(file.size()),
+                QString::number(file.lastModified().toMSecsSinceEpoch()));
+    }
+    // Whether the interface at @p path runs as trusted content.
+    bool trusts(const QString& path, bool namedByHost) const;
 
     // Whether the file of @p attribute, which is @p path, must lie inside the
     // content's folders: unless the host's settings name it by an absolute
@@ -116,6 +140,11 @@ QString VTViewPrivate::usableCandidate(const QStringList& candidates, bool conta
                 .arg(candidate, info.canonicalFilePath()));
     }
     return QString();
+}
+
+bool VTViewPrivate::trusts(const QString& path, bool namedByHost) const
+{
+    return namedByHost || (manager && manager->isTrusted(path));
 }
 
 void VTViewPrivate::reportQmlErrors(VTMessageType type, const QList<QQmlError>& errors) const
@@ -201,31 +230,72 @@ VTView::VTView(VTManager* manager, QWidget* parent)
     // The interface reaches files of its package and of the QML modules
     // only, and the network not at all unless the host allows images.
     const QPointer<VTView> self(this);
-    d->interceptor = std::make_unique<VTContentUrlInterceptor>(engine()->importPathList(), [self](const QUrl& url) {
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, url] {
-                if (self)
-                    self->d->reportForContent(VTMessageWarning,
-                        QStringLiteral("The interface asked for %1, outside the package's folders: refused.")
-                            .arg(url.toDisplayString()));
-            },
-            Qt::QueuedConnection);
-    });
+    d->interceptor = std::make_unique<VTContentUrlInterceptor>(engine()->importPathList(),
+        [self, this](const QUrl& url, VTContentUrlInterceptor::Refusal refusal, qint64 bytes) {
+            // May run on the QML loader's thread: the view is alive while its
+            // engine loads.
+            const QString module = refusal == VTContentUrlInterceptor::Module ? d->interceptor->moduleOf(url) : QString();
+            if (!module.isEmpty())
+                d->moduleRefused = true;
+            QString text;
+            switch (refusal) {
+            case VTContentUrlInterceptor::Module:
+                text = QStringLiteral("An untrusted interface may not import the QML module %1: refused.").arg(module);
+                break;
+            case VTContentUrlInterceptor::WorkerScript:
+                text = QStringLiteral("An untrusted interface may not run the worker script %1: refused.")
+                           .arg(url.toDisplayString());
+                break;
+            case VTContentUrlInterceptor::LargeImage:
+                text = QStringLiteral("The image %1 would take %2 MiB of memory, past what is left of the interface's "
+                                      "memory budget: refused.")
+                           .arg(url.toDisplayString(), QString::number(bytes >> 20));
+                break;
+            case VTContentUrlInterceptor::Outside:
+                text = QStringLiteral("The interface asked for %1, outside the package's folders: refused.")
+                           .arg(url.toDisplayString());
+                break;
+            }
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, text] {
+                    if (self)
+                        self->d->reportForContent(VTMessageWarning, text);
+                },
+                Qt::QueuedConnection);
+        });
     const bool network = manager && manager->context()->get(VTContextAllowNetworkImages, false).toBool();
     d->interceptor->setNetworkAllowed(network);
     d->networkAccess.setNetworkAllowed(network);
     engine()->addUrlInterceptor(d->interceptor.get());
     engine()->setNetworkAccessManagerFactory(&d->networkAccess);
     setResizeMode(QQuickWidget::SizeViewToRootObject);
+
+    d->sandbox = new VTQmlSandbox(
+        engine(),
+        [self](const VTProblem& problem) {
+            if (!self || !self->d->manager)
+                return;
+            if (problem.file.isEmpty())
+                self->d->reportForContent(problem.type, problem.text);
+            else
+                self->d->manager->report(problem);
+        },
+        this);
+    connect(d->sandbox->watchdog(), &VTQmlWatchdog::tripped, this, [this] { stopInterface(); });
 }
 
 VTView::~VTView()
 {
+    d->sandbox->end();
     // Tear the QML down first: its bindings may still read the content.
     setSource(QUrl());
+    releaseWorkerScripts();
     replaceContent(nullptr);
     engine()->removeUrlInterceptor(d->interceptor.get());
+    // Before the engine it guards, which the base class deletes.
+    delete d->sandbox;
+    d->sandbox = nullptr;
 }
 
 VTManager* VTView::manager() const
@@ -240,7 +310,10 @@ bool VTView::stayOpen() const
 
 void VTView::setStayOpen(bool stayOpen)
 {
+    if (stayOpen && d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to keep the vantle open")))
+        return;
     d->stayOpen = stayOpen;
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     Q_EMIT stayOpenChanged();
 }
 
@@ -253,7 +326,11 @@ void VTView::setReserved(bool reserved)
 {
     if (d->reserved == reserved)
         return;
+    if (reserved && d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to pin the vantle")))
+        return;
     d->reserved = reserved;
+    // Pinning makes windows, and maybe asks the host for one.
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     Q_EMIT reservedChanged();
 }
 
@@ -299,6 +376,11 @@ QDir VTView::packageRoot() const
 void VTView::setPackageRoot(const QDir& root)
 {
     d->packageRoot = root.absolutePath();
+}
+
+bool VTView::isTrusted() const
+{
+    return d->sandbox->isTrusted();
 }
 
 bool VTView::documentationAvailable() const
@@ -412,21 +494,120 @@ bool VTView::loadInterface()
         }
         found = choice.builtIn;
     }
-    const QFileInfo file(found);
-    if (sourceFor(file.absoluteFilePath()) == source()
-        && (file.lastModified() != d->loadedModified || file.size() != d->loadedSize)) {
-        // Edited since it was loaded: the engine would hand out its old copy.
-        setSource(QUrl());
-        engine()->clearComponentCache();
-    }
-    d->loadedModified = file.lastModified();
-    d->loadedSize = file.size();
-    loadQML(found);
+    const bool namedByHost = found == choice.builtIn || !d->mustStayInside(choice.attribute, category);
+    if (!loadGuarded(found, d->trusts(found, namedByHost)))
+        return false;
     if (status() == QQuickWidget::Error) {
         d->reportQmlErrors(VTMessageError, errors());
+        // Refused modules leave the vantle to the library's own interface.
+        if (d->moduleRefused && found != choice.builtIn) {
+            d->reportForContent(VTMessageWarning,
+                QStringLiteral("The interface %1 uses QML modules untrusted packages may not use; the library's own "
+                               "interface is shown instead.")
+                    .arg(found));
+            return loadGuarded(choice.builtIn, true) && status() != QQuickWidget::Error && rootObject();
+        }
         return false;
     }
     return rootObject() != nullptr;
+}
+
+bool VTView::loadGuarded(const QString& path, bool trusted)
+{
+    const QFileInfo file(path);
+    if (d->stopped.contains(VTViewPrivate::fileVersion(file)))
+        return false;
+    const bool edited = file.lastModified() != d->loadedModified || file.size() != d->loadedSize;
+    if (sourceFor(file.absoluteFilePath()) == source() && (edited || trusted != d->cacheTrusted)) {
+        // Edited since it was loaded: the engine would hand out its old copy.
+        setSource(QUrl());
+    }
+    if (edited || trusted != d->cacheTrusted) {
+        // Neither an old copy nor modules imported for other content.
+        engine()->clearComponentCache();
+        d->cacheTrusted = trusted;
+    }
+    d->loadedModified = file.lastModified();
+    d->loadedSize = file.size();
+    d->loadedPath = file.absoluteFilePath();
+    d->moduleRefused = false;
+    QStringList modules;
+    if (!trusted && d->manager) {
+        modules = QStringList { QStringLiteral("QtQuick"), QStringLiteral("QtQuick.Layouts"), QStringLiteral("QtQml"),
+                      QStringLiteral("QtQml.Models"), QStringLiteral("QtQml.WorkerScript"),
+                      QStringLiteral("com.zelvane.vantles.qml") }
+            + d->manager->context()->get(VTContextUntrustedExtraModules).toStringList();
+    }
+    d->interceptor->setAllowedModules(modules);
+
+    // Never larger than the screen, whatever size the root item asks for:
+    // the window adds its shadow and one pixel around the view.
+    QScreen* screen = window()->screen() ? window()->screen() : QGuiApplication::primaryScreen();
+    if (screen) {
+        QSize area = screen->availableGeometry().size() - QSize(1, 1);
+        if (auto tooltip = qobject_cast<VTWidget*>(parentWidget()))
+            area = area.shrunkBy(tooltip->shadowMargins());
+        setMaximumSize(area.expandedTo(QSize(1, 1)));
+    }
+
+    const VTContext* context = d->manager ? d->manager->context() : nullptr;
+    const qint64 budget = context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong() : 0;
+    d->interceptor->setImageBudget(budget);
+    d->sandbox->begin(trusted, context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 500, budget);
+    loadQML(path);
+    if (d->sandbox->watchdog()->hasTripped()) {
+        stopInterface();
+        return false;
+    }
+    return true;
+}
+
+void VTView::stopInterface()
+{
+    VTQmlWatchdog* watchdog = d->sandbox->watchdog();
+    if (!watchdog->hasTripped())
+        return;
+    const VTQmlWatchdog::Trip trip = watchdog->trip();
+    const QString file = trip.file.isEmpty() ? d->loadedPath : trip.file;
+    const int line = trip.line > 0 ? trip.line : VTQmlWatchdog::lineOf(file, trip.function);
+    const QString what = trip.function.isEmpty() ? QStringLiteral("Its JavaScript")
+                                                  : QStringLiteral("Its JavaScript (%1)").arg(trip.function);
+    const VTContext* context = d->manager ? d->manager->context() : nullptr;
+    const QString text = trip.reason == VTQmlWatchdog::Trip::Time
+        ? QStringLiteral("%1 held the application for more than %2 ms: the interface was stopped and its vantle closed.")
+              .arg(what, QString::number(context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 0))
+        : QStringLiteral("The interface made the application grow by %1 MiB, more than the %2 MiB it may: it was "
+                         "stopped and its vantle closed.")
+              .arg(QString::number(trip.grownBy >> 20),
+                  QString::number((context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong()
+                                           : 0) >> 20));
+    d->stopped.insert(VTViewPrivate::fileVersion(QFileInfo(d->loadedPath)));
+    // Everything the interface still runs fails while the engine is
+    // interrupted, its handlers for its own destruction too.
+    d->sandbox->end();
+    setSource(QUrl());
+    engine()->clearComponentCache();
+    engine()->setInterrupted(false);
+    if (d->manager)
+        d->manager->report({ VTMessageWarning, file, line, 0, text });
+    if (auto window = qobject_cast<VTWidget*>(parentWidget()))
+        window->hide();
+}
+
+void VTView::releaseWorkerScripts()
+{
+    // The worker scripts' thread: a script that never ends would keep the
+    // engine's destruction waiting for ever, so such a thread is let go.
+    for (QThread* thread : engine()->findChildren<QThread*>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (!thread->isRunning())
+            continue;
+        thread->quit();
+        if (!thread->wait(200)) {
+            thread->setParent(nullptr);
+            d->reportForContent(VTMessageWarning,
+                QStringLiteral("A worker script of the interface did not end with it; it is left running apart."));
+        }
+    }
 }
 
 QString VTView::resourceDirectoryPath() const
@@ -467,6 +648,7 @@ void VTView::setItemCursor(QQuickItem* object, const QString& shape, const QStri
 
 void VTView::debugLog(const QString& msg)
 {
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     if (d->manager)
         d->manager->handleMessage(VTMessageDebug, msg);
 }
@@ -481,6 +663,7 @@ void VTView::openExternalResource(const QString& resourceLocator)
                 .arg(resourceLocator));
         return;
     }
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     d->manager->openExternalResource(resourceLocator);
 }
 
@@ -491,16 +674,17 @@ QString VTView::interpolate(const QString& string)
 
 void VTView::setOverrideCursor(const QString& shape)
 {
-    QApplication::setOverrideCursor(QCursor(cursorShape(shape)));
+    d->sandbox->pushOverrideCursor(cursorShape(shape));
 }
 
 void VTView::restoreOverrideCursor()
 {
-    QApplication::restoreOverrideCursor();
+    d->sandbox->popOverrideCursor();
 }
 
 QString VTView::translate(const QString& string, const QString& context)
 {
+    const VTQmlWatchdog::HostCall call(d->sandbox->watchdog());
     if (d->manager && d->manager->interface())
         return d->manager->interface()->translateString(string, context);
     return string;
@@ -554,6 +738,8 @@ void VTView::handleWarnings(const QList<QQmlError>& warnings)
 
 void VTView::resetState()
 {
+    // The cursor the interface set goes with it.
+    d->sandbox->restoreOverrideCursors();
     if (QQuickItem* root = rootObject())
         root->setProperty("state", QString());
 }

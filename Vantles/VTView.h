@@ -41,6 +41,12 @@ class VTViewPrivate;
  * missing interface file or resource with the vantle's place in its control
  * file. The short forms "Can't find :%1", "Error %1:%2:%3" and
  * "QML Warning %1:%2:%3" are also sent at the DEBUG level (VTMessageDebug).
+ *
+ * Every interface runs under a watchdog (VTContextScriptTimeLimit,
+ * VTContextInterfaceMemoryBudget) that stops it and closes the vantle; an
+ * interface the host does not trust (VTManager::isTrusted()) runs with the
+ * limits of untrusted content besides: a few QML modules, no windows of its
+ * own, no changes to the application, pinning only on the user's click.
  */
 class VANTLES_EXPORT VTView : public QQuickWidget {
     Q_OBJECT
@@ -125,6 +131,9 @@ public:
     /// gets it too, with a warning. False, with the problem reported, when
     /// the only file found lies outside the package or does not compile.
     bool loadInterface();
+    /// Whether the interface loaded last runs as trusted content (see
+    /// VTManager::isTrusted()).
+    bool isTrusted() const;
     /// The resource path (":/...") of the library's full or simple interface.
     static QString builtInInterfacePath(bool simple);
     /// The resource category of the content ("Resources" by default).
@@ -145,7 +154,9 @@ public:
     /// global properties (VTInterface::setGlobalProperty()).
     Q_INVOKABLE QString interpolate(const QString& string);
     /// Sets the application's override cursor to the one named @p shape (as
-    /// setItemCursor()); restoreOverrideCursor() undoes it.
+    /// setItemCursor()); restoreOverrideCursor() undoes it. Override cursors
+    /// the interface pushes are popped when the vantle hides or its
+    /// interface goes, at the latest.
     Q_INVOKABLE void setOverrideCursor(const QString& shape);
     /// Undoes the last setOverrideCursor().
     Q_INVOKABLE void restoreOverrideCursor();
@@ -198,6 +209,13 @@ protected:
     void focusInEvent(QFocusEvent* event) override;
 
 private:
+    // Loads @p path under the watchdog and, unless @p trusted, the limits of
+    // untrusted content; false when it was stopped or stopped before.
+    bool loadGuarded(const QString& path, bool trusted);
+    // Tears down an interface the watchdog interrupted and reports why.
+    void stopInterface();
+    void releaseWorkerScripts();
+
     std::unique_ptr<VTViewPrivate> const d;
 };
 

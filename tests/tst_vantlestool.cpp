@@ -77,8 +77,13 @@ void TestVantlesTool::sampleChecksCleanAndListsItsKeys()
     const QString data = QStringLiteral(VANTLES_SAMPLE_DATA_DIR);
     const Run check = run({ QStringLiteral("check"), data, QStringLiteral("--key-data"),
         data + QStringLiteral("/VantleKeys.xml") });
-    QCOMPARE(check.out, QStringLiteral("0 errors, 0 warnings in 2 packages, 4 control files and 8 keys.\n"));
+    QCOMPARE(check.out.section(QLatin1Char('\n'), -2),
+        QStringLiteral("0 errors, 0 warnings in 2 packages, 4 control files and 8 keys.\n"));
+    QCOMPARE(check.out.count(QStringLiteral(".vantles: untrusted package\n")), 2);
     QCOMPARE(check.status, 0);
+    // A host's own folder: trusted.
+    const Run trusted = run({ QStringLiteral("check"), data, QStringLiteral("--trusted"), data });
+    QCOMPARE(trusted.out.count(QStringLiteral(".vantles: trusted package\n")), 2);
 
     // Search order: the file indexed last comes first; each key with its place.
     const Run keys = run({ QStringLiteral("keys"), data, QStringLiteral("--locale"), QStringLiteral("fr_FR") });

@@ -11,12 +11,19 @@
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <QCursor>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QGuiApplication>
 #include <QPointer>
+#include <QScreen>
+#include <QWindow>
 #include <QQuickItem>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTest>
+#include <QThread>
+#include <QTimer>
 
 using namespace Vantles;
 
@@ -26,6 +33,10 @@ private Q_SLOTS:
     void initTestCase();
     void hostileContent_data();
     void hostileContent();
+    void hostileInterfaces_data();
+    void hostileInterfaces();
+    void workerScriptsDoNotHoldTheHostAtExit();
+    void aBusyHostIsNotTakenForTheInterface();
     void networkImagesOnlyWhenTheHostAllowsThem_data();
     void networkImagesOnlyWhenTheHostAllowsThem();
     void linksOpenOnlyOnAClickAndOnlyForTheWebAndMail();
@@ -202,6 +213,259 @@ void TestVTHostile::hostileContent()
         QCOMPARE(item(host, "text")->property("text").toString().size(), textLength);
     if (QQuickItem* image = item(host, "image"))
         QCOMPARE(image->implicitWidth(), imageWidth);
+}
+
+namespace {
+
+// Package P's interface for key "k" beside package B's harmless one for "b".
+// Returns the data folder.
+QString hostileData(const QTemporaryDir& dir, const QByteArray& qml, const QByteArray& worker = QByteArray())
+{
+    const QString data = dir.filePath(QStringLiteral("data"));
+    VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("P.vantles"), QString(),
+        { { QStringLiteral("k"), "<title>T</title>" } }, qml);
+    VTTest::makeUiPackage(dir, QStringLiteral("data"), QStringLiteral("B.vantles"), QString(),
+        { { QStringLiteral("b"), "<title>B</title>" } },
+        "import QtQuick 2.15\nItem { width: 20; height: 20\n"
+        "Text { objectName: \"title\"; text: vantle.childElement(\"title\").content } }\n");
+    if (!worker.isNull())
+        VTTest::writeFile(dir, QStringLiteral("data/P.vantles/ui/worker.mjs"), worker);
+    return QFileInfo(data).canonicalFilePath();
+}
+
+int visibleWindows()
+{
+    int count = 0;
+    for (QWindow* window : QGuiApplication::allWindows())
+        count += window->isVisible() ? 1 : 0;
+    return count;
+}
+
+constexpr int limit = 400; // the watchdog's limit in these tests, in ms
+
+} // namespace
+
+void TestVTHostile::hostileInterfaces_data()
+{
+    // Each row shows key "k" of package P with the interface "qml", then the
+    // harmless vantle of package B, which must still show. "expected" is a
+    // pattern of the problem reported ("" for none), "check" what else must
+    // hold afterwards.
+    QTest::addColumn<QByteArray>("qml");
+    QTest::addColumn<bool>("trusted");
+    QTest::addColumn<bool>("shown");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("check");
+
+    const QByteArray item = "import QtQuick 2.15\nItem { width: 10; height: 10\n";
+    const QString stopped = QStringLiteral("Its JavaScript \\(expression for %1\\) held the application for more than 400 ms");
+    QTest::newRow("loop in Component.onCompleted") << item + "Component.onCompleted: { while (true) {} } }\n" << false
+                                                   << false << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onCompleted"))
+                                                   << QString();
+    QTest::newRow("loop in Component.onCompleted, trusted")
+        << item + "Component.onCompleted: { while (true) {} } }\n" << true << false
+        << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onCompleted")) << QString();
+    QTest::newRow("loop in a binding") << item + "property int n: { var i = 0; while (true) { i = Math.max(i, 1) } return i } }\n"
+                                       << false << false << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("n"))
+                                       << QString();
+    QTest::newRow("loop in a Timer after the show")
+        << item + "Timer { interval: 100; running: true; onTriggered: { var i = 0; while (true) { i = Math.max(i, 1) } } } }\n"
+        << false << true << "ui/VantleUI.qml:3: " + stopped.arg(QStringLiteral("onTriggered")) << QStringLiteral("hidden");
+    QTest::newRow("growing memory") << item + "Component.onCompleted: { var a = []; while (true) { var b = new Uint8Array(1 << 22); b.fill(1); a.push(b) } } }\n"
+                                    << false << false
+                                    << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
+                                                      "more than the 64 MiB")
+                                    << QStringLiteral("memory");
+    QTest::newRow("animation of 160 MB")
+        << item + "AnimatedImage { source: \"bomb.gif\" } }\n" << false << true
+        << "Control/Vantles.xml:\\d+:\\d+: The image .*bomb.gif would take 152 MiB of memory, past what is left" << "gif";
+    QTest::newRow("two pictures of 34 MiB")
+        << item + "Image { objectName: \"a\"; source: \"a.png\" }\nImage { objectName: \"b\"; source: \"b.png\" } }\n"
+        << true << true << "Control/Vantles.xml:\\d+:\\d+: The image .*[ab].png would take 34 MiB of memory, past what is left"
+        << "png";
+    QTest::newRow("Window element") << item + "Window { visible: true; width: 50; height: 50 } }\n" << false << true
+                                    << "ui/VantleUI.qml:3:1: QML Window: An untrusted interface may not open windows" << "noWindow";
+    QTest::newRow("Window element, trusted") << item + "Window { visible: true; width: 50; height: 50 } }\n" << true << true
+                                             << QString() << "window";
+    QTest::newRow("Window made by Qt.createQmlObject")
+        << item + "Component.onCompleted: Qt.createQmlObject('import QtQuick; Window { visible: true; "
+                  "flags: Qt.FramelessWindowHint | Qt.WindowStaysOnTopHint; visibility: Window.FullScreen }', this) }\n"
+        << false << true << ".*inline:1:\\d+: QML Window: An untrusted interface may not open windows" << "noWindow";
+    QTest::newRow("Window as the root") << QByteArray("import QtQuick 2.15\nWindow { visible: true; width: 50; height: 50 }\n")
+                                        << false << false << "ui/VantleUI.qml:2:1: QML VantleUI: An untrusted interface may not open windows"
+                                        << "noWindow";
+    QTest::newRow("opening a package file on load")
+        << item + "Component.onCompleted: Qt.openUrlExternally(\"evil.desktop\") }\n" << false << true
+        << "ui/VantleUI.qml:3: An untrusted interface asked to open file:.*/evil.desktop on the desktop: refused"
+        << QString();
+    QTest::newRow("pinning on load") << item + "Component.onCompleted: { vantleView.stayOpen = true; vantleView.reserved = true } }\n"
+                                     << false << true
+                                     << "ui/VantleUI.qml:3: An untrusted interface asked to keep the vantle open without a click"
+                                     << "notPinned";
+    QTest::newRow("pinning on load, trusted")
+        << item + "Component.onCompleted: { vantleView.stayOpen = true; vantleView.reserved = true } }\n" << true << true
+        << QString() << "pinned";
+    QTest::newRow("renaming the application")
+        << item + "Component.onCompleted: { Qt.application.name = \"pwned\"; Qt.application.organization = \"evil\" } }\n"
+        << false << true << "ui/VantleUI.qml:3: An untrusted interface may not change the application's name.* \\(it set \"pwned\"\\): refused"
+        << "name";
+    QTest::newRow("blank cursor left behind") << item + "Component.onCompleted: vantleView.setOverrideCursor(\"BlankCursor\") }\n"
+                                              << false << true << QString() << "cursor";
+    QTest::newRow("oversized root") << QByteArray("import QtQuick 2.15\nRectangle { width: 100000; height: 100000 }\n")
+                                    << false << true << QString() << "size";
+    QTest::newRow("Settings") << QByteArray("import QtQuick 2.15\nimport Qt.labs.settings 1.0\nItem { width: 10; height: 10\n"
+                                            "Settings { fileName: \"/tmp/vantles-evil.conf\"; property int a: 1 } }\n")
+                              << false << true << "Control/Vantles.xml:\\d+:\\d+: An untrusted interface may not import the "
+                                                  "QML module Qt.labs.settings"
+                              << "builtIn";
+    QTest::newRow("LocalStorage") << QByteArray("import QtQuick 2.15\nimport QtQuick.LocalStorage 2.15\nItem { width: 10; height: 10 }\n")
+                                  << false << true << "Control/Vantles.xml:\\d+:\\d+: An untrusted interface may not import the "
+                                                      "QML module QtQuick.LocalStorage"
+                                  << "builtIn";
+    QTest::newRow("Settings, trusted") << QByteArray("import QtQuick 2.15\nimport Qt.labs.settings 1.0\nItem { width: 10; height: 10\n"
+                                                     "Settings { category: \"vantles-test\"; property int a: 1 } }\n")
+                                       << true << true << QString() << QString();
+}
+
+void TestVTHostile::hostileInterfaces()
+{
+    QFETCH(QByteArray, qml);
+    QFETCH(bool, trusted);
+    QFETCH(bool, shown);
+    QFETCH(QString, expected);
+    QFETCH(QString, check);
+
+    QTemporaryDir dir;
+    const QString data = hostileData(dir, qml);
+    if (check == QLatin1String("gif")) {
+        QVERIFY(!VTTest::makeClip(dir, QStringLiteral("data/P.vantles/ui/bomb.gif"),
+            { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                QStringLiteral("color=c=red:s=2000x2000:d=1:r=10") })
+                     .isEmpty());
+    } else if (check == QLatin1String("png")) {
+        QImage picture(3000, 3000, QImage::Format_RGB32);
+        picture.fill(Qt::red);
+        QVERIFY(picture.save(data + QStringLiteral("/P.vantles/ui/a.png")));
+        QVERIFY(QFile::copy(data + QStringLiteral("/P.vantles/ui/a.png"), data + QStringLiteral("/P.vantles/ui/b.png")));
+    }
+    VTContext context;
+    context.set(VTContextTimerInterval, 0);
+    context.set(VTContextFadeOutDuration, 0);
+    // The memory row alone, without the time limit that a slow machine
+    // would reach first.
+    context.set(VTContextScriptTimeLimit, check == QLatin1String("memory") ? 0 : limit);
+    context.set(VTContextInterfaceMemoryBudget, qint64(64) << 20);
+    if (trusted)
+        context.set(VTContextTrustedDataFolders, QStringList { data });
+    const QString name = QCoreApplication::applicationName();
+    const int windowsBefore = visibleWindows();
+    VTTest::RecordingHost host(context, { data });
+    QCOMPARE(host.manager()->isTrusted(data + QStringLiteral("/P.vantles/ui/VantleUI.qml")), trusted);
+
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr), shown);
+    // The GUI thread is free again within a second of the limit.
+    QVERIFY2(timer.elapsed() < limit + 1000 + 2000, qPrintable(QString::number(timer.elapsed())));
+    VTWidget* window = host.manager()->widget();
+
+    // A timer after the show, refusals reported through the event loop.
+    const auto reported = [&host, &data] {
+        return VTTest::problems(host.messages, data + QStringLiteral("/P.vantles/"));
+    };
+    if (expected.isEmpty()) {
+        QTest::qWait(2 * limit);
+        QCOMPARE(reported().filter(QRegularExpression(QStringLiteral("untrusted|held the application|grow by"))),
+            QStringList());
+    } else {
+        QTRY_VERIFY2_WITH_TIMEOUT(!reported().filter(QRegularExpression(QStringLiteral("^200:") + expected)).isEmpty(),
+            qPrintable(reported().join(QLatin1Char('\n'))), 5000);
+    }
+
+    if (check == QLatin1String("hidden"))
+        QVERIFY(!window->isVisible());
+    if (check == QLatin1String("noWindow"))
+        QCOMPARE(visibleWindows(), windowsBefore + (shown ? 1 : 0));
+    if (check == QLatin1String("window"))
+        QCOMPARE(visibleWindows(), windowsBefore + 2);
+    if (check == QLatin1String("pinned") || check == QLatin1String("notPinned")) {
+        const bool pinned = check == QLatin1String("pinned");
+        const QList<VTWidget*> reserved = host.manager()->reservedWindows();
+        QCOMPARE(reserved.size(), pinned ? 1 : 0);
+        QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
+        qDeleteAll(reserved); // the user's to close
+    }
+    if (check == QLatin1String("name"))
+        QCOMPARE(QCoreApplication::applicationName(), name);
+    if (check == QLatin1String("cursor")) {
+        QVERIFY(QGuiApplication::overrideCursor());
+        window->hideAnimated();
+        QCOMPARE(QGuiApplication::overrideCursor(), nullptr);
+    }
+    if (check == QLatin1String("size")) {
+        const QSize area = QGuiApplication::primaryScreen()->availableGeometry().size();
+        QVERIFY(window->width() <= area.width() + 1 && window->height() <= area.height() + 1);
+        QVERIFY(window->view()->width() <= area.width());
+    }
+    if (check == QLatin1String("png")) { // one of them fits: Image.Ready is 1
+        const int ready = int(item(host, "a")->property("status").toInt() == 1)
+            + int(item(host, "b")->property("status").toInt() == 1);
+        QCOMPARE(ready, 1);
+    }
+    if (check == QLatin1String("builtIn"))
+        QCOMPARE(window->view()->source(), QUrl(QStringLiteral("qrc:/vantles/ui/VantleUI.qml")));
+
+    // The harmless package next door still shows, and the GUI thread answers.
+    QVERIFY(host.manager()->show(QStringLiteral("b"), QPoint(10, 10), nullptr));
+    QCOMPARE(item(host, "title")->property("text").toString(), QStringLiteral("B"));
+    bool answered = false;
+    QTimer::singleShot(0, this, [&answered] { answered = true; });
+    QTRY_VERIFY_WITH_TIMEOUT(answered, 1000);
+}
+
+void TestVTHostile::workerScriptsDoNotHoldTheHostAtExit()
+{
+    // Trusted, so the worker runs; untrusted, it is refused.
+    for (const bool trusted : { true, false }) {
+        QTemporaryDir dir;
+        const QString data = hostileData(dir,
+            "import QtQuick 2.15\nItem { width: 10; height: 10; WorkerScript { source: \"worker.mjs\" } }\n",
+            "while (true) {}\n");
+        VTContext context;
+        context.set(VTContextScriptTimeLimit, limit);
+        if (trusted)
+            context.set(VTContextTrustedDataFolders, QStringList { data });
+        QElapsedTimer timer;
+        {
+            VTTest::RecordingHost host(context, { data });
+            QVERIFY(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
+            QTest::qWait(200);
+            const QStringList refused = host.messages.filter(QStringLiteral("may not run the worker script"));
+            QCOMPARE(refused.size(), trusted ? 0 : 1);
+            timer.start();
+        } // the window, its view and engine go with the host
+        QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
+    }
+}
+
+void TestVTHostile::aBusyHostIsNotTakenForTheInterface()
+{
+    // The host's own work holds the GUI thread well past the limit while an
+    // interface with a running timer is up: the interface stays.
+    QTemporaryDir dir;
+    const QString data = hostileData(dir,
+        "import QtQuick 2.15\nItem { width: 10; height: 10; property int ticks: 0\n"
+        "Timer { interval: 10; repeat: true; running: true; onTriggered: ++parent.ticks } }\n");
+    VTContext context;
+    context.set(VTContextTimerInterval, 0);
+    context.set(VTContextScriptTimeLimit, limit);
+    VTTest::RecordingHost host(context, { data });
+    QVERIFY(host.manager()->show(QStringLiteral("k"), QPoint(10, 10), nullptr));
+    QThread::msleep(4 * limit);
+    QTest::qWait(2 * limit);
+    QVERIFY(host.manager()->widget()->isVisible());
+    QVERIFY(host.manager()->widget()->view()->rootObject()->property("ticks").toInt() > 0);
+    QCOMPARE(host.messages.filter(QStringLiteral("held the application")), QStringList());
 }
 
 void TestVTHostile::networkImagesOnlyWhenTheHostAllowsThem_data()

@@ -60,6 +60,8 @@ public:
     {
         if (!options.keyDataFile.isEmpty())
             context.set(VTContextKeyDataFile, QFileInfo(options.keyDataFile).absoluteFilePath());
+        if (!options.trustedFolders.isEmpty())
+            context.set(VTContextTrustedDataFolders, options.trustedFolders);
     }
 
     VTContentChecker::Options options;
@@ -71,6 +73,7 @@ public:
     int packageCount = 0;
     int controlFileCount = 0;
     int keyCount = 0;
+    QList<VTContentChecker::Package> packages;
 
     QSet<QString> checkedInterfaces;
     QSet<QString> missingInterfaces;
@@ -415,6 +418,10 @@ QList<VTProblem> VTContentChecker::run()
     d->checkKeyData(keys);
 
     d->packageCount = int(index->packages().size());
+    for (const QStringList& folders : index->packages()) {
+        for (const QString& folder : folders)
+            d->packages.append({ folder, d->manager()->isTrusted(folder) });
+    }
     d->controlFileCount = int(files.size());
     d->keyCount = int(keys.size());
     return d->manager()->problems();
@@ -428,6 +435,11 @@ int VTContentChecker::packageCount() const
 int VTContentChecker::controlFileCount() const
 {
     return d->controlFileCount;
+}
+
+QList<VTContentChecker::Package> VTContentChecker::packages() const
+{
+    return d->packages;
 }
 
 int VTContentChecker::keyCount() const

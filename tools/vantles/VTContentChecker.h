@@ -30,6 +30,13 @@ public:
         /// Only control files serving one of these (or every locale); all when empty.
         QStringList locales;
         QString keyDataFile;
+        /// Data folders the host trusts (VTContextTrustedDataFolders).
+        QStringList trustedFolders;
+    };
+
+    struct Package {
+        QString folder;
+        bool trusted;
     };
 
     explicit VTContentChecker(const Options& options);
@@ -42,6 +49,9 @@ public:
     int packageCount() const;
     int controlFileCount() const;
     int keyCount() const;
+    /// Every package folder found, in the order indexed, with whether a
+    /// host with these options trusts it.
+    QList<Package> packages() const;
 
 private:
     std::unique_ptr<VTContentCheckerPrivate> const d;

@@ -42,9 +42,10 @@ constexpr int usageError = 2;
 const char usage[] = R"(usage: vantles COMMAND [OPTIONS] ARGUMENTS
 
 Commands:
-  check DATA... [--locale NAME]... [--key-data FILE] [--werror] [--json]
+  check DATA... [--locale NAME]... [--key-data FILE] [--trusted DATA]... [--werror] [--json]
         Checks the packages of the data folders for every mistake an author can
-        make; exit status 0 without errors, 1 with errors.
+        make and tells which a host trusting the --trusted folders trusts;
+        exit status 0 without errors, 1 with errors.
   keys DATA... [--locale NAME]
         Prints every control key with its file, line and locale, in search order.
   dump DATA... KEY [--locale NAME] [--key-data FILE]
@@ -186,13 +187,19 @@ int check(const QStringList& arguments)
     Command command(QStringLiteral("check"), QStringLiteral("DATA..."));
     const QCommandLineOption werror(QStringLiteral("werror"), QStringLiteral("Fails on warnings too."));
     const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Prints the findings as a JSON array."));
+    const QCommandLineOption trusted(QStringLiteral("trusted"),
+        QStringLiteral("A data folder the host trusts (VTContextTrustedDataFolders)."), QStringLiteral("folder"));
     command.parser.addOption(werror);
     command.parser.addOption(json);
+    command.parser.addOption(trusted);
     if (const int status = command.parse(arguments, 1); status >= 0)
         return status;
 
-    VTContentChecker checker(
-        { command.dataPath(0), command.parser.values(command.locale), command.parser.value(command.keyData) });
+    QStringList trustedFolders;
+    for (const QString& folder : command.parser.values(trusted))
+        trustedFolders.append(QDir(folder).absolutePath());
+    VTContentChecker checker({ command.dataPath(0), command.parser.values(command.locale),
+        command.parser.value(command.keyData), trustedFolders });
     const QList<VTProblem> problems = checker.run();
     int errors = 0;
     for (const VTProblem& problem : problems)
@@ -213,6 +220,10 @@ int check(const QStringList& arguments)
     } else {
         for (const VTProblem& problem : problems)
             out << problemLine(problem) << '\n';
+        // Untrusted: the interfaces run with the limits the README lists.
+        for (const VTContentChecker::Package& package : checker.packages())
+            out << QStringLiteral("%1: %2 package\n")
+                       .arg(displayPath(package.folder), package.trusted ? QStringLiteral("trusted") : QStringLiteral("untrusted"));
         out << QStringLiteral("%1, %2 in %3, %4 and %5.\n")
                    .arg(counted(errors, "error", "errors"), counted(warnings, "warning", "warnings"),
                        counted(checker.packageCount(), "package", "packages"),

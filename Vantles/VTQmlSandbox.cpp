@@ -1,0 +1,248 @@
+#include "VTQmlSandbox_p.h"
+
+#include "VTQmlWatchdog_p.h"
+
+#include <QCursor>
+#include <QDesktopServices>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QQmlEngine>
+#include <QQmlInfo>
+#include <QUrl>
+#include <QWindow>
+
+namespace Vantles {
+
+namespace {
+
+// Every live sandbox, for the URL handler, which the whole process shares.
+QList<VTQmlSandbox*>& sandboxes()
+{
+    static QList<VTQmlSandbox*> list;
+    return list;
+}
+
+VTQmlSandbox* urlHandler = nullptr;
+
+const char* const desktopSchemes[] = { "file", "data" };
+
+QStringList applicationIdentity()
+{
+    return { QCoreApplication::applicationName(), QCoreApplication::organizationName(),
+        QCoreApplication::organizationDomain(), QCoreApplication::applicationVersion(),
+        QGuiApplication::applicationDisplayName() };
+}
+
+} // namespace
+
+VTQmlSandbox::VTQmlSandbox(QQmlEngine* engine, std::function<void(const VTProblem&)> report, QObject* parent)
+    : QObject(parent)
+    , m_engine(engine)
+    , m_report(std::move(report))
+    , m_watchdog(new VTQmlWatchdog(engine, this))
+{
+    sandboxes().append(this);
+    // The interface writes Qt.application through these setters; a change
+    // is undone while its JavaScript runs.
+    auto app = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    if (app) {
+        connect(app, &QCoreApplication::applicationNameChanged, this, &VTQmlSandbox::checkApplicationIdentity);
+        connect(app, &QCoreApplication::organizationNameChanged, this, &VTQmlSandbox::checkApplicationIdentity);
+        connect(app, &QCoreApplication::organizationDomainChanged, this, &VTQmlSandbox::checkApplicationIdentity);
+        connect(app, &QCoreApplication::applicationVersionChanged, this, &VTQmlSandbox::checkApplicationIdentity);
+        connect(app, &QGuiApplication::applicationDisplayNameChanged, this, &VTQmlSandbox::checkApplicationIdentity);
+    }
+}
+
+VTQmlSandbox::~VTQmlSandbox()
+{
+    end();
+    sandboxes().removeAll(this);
+    if (urlHandler == this) {
+        for (const char* scheme : desktopSchemes)
+            QDesktopServices::unsetUrlHandler(QLatin1String(scheme));
+        urlHandler = nullptr;
+    }
+}
+
+bool VTQmlSandbox::isTrusted() const
+{
+    return m_trusted;
+}
+
+VTQmlWatchdog* VTQmlSandbox::watchdog() const
+{
+    return m_watchdog;
+}
+
+void VTQmlSandbox::begin(bool trusted, int limitMs, qint64 memoryBudget)
+{
+    end();
+    m_trusted = trusted;
+    m_guarding = true;
+    takeApplicationIdentity();
+    if (!trusted) {
+        QCoreApplication::instance()->installEventFilter(this);
+        if (!urlHandler) {
+            for (const char* scheme : desktopSchemes)
+                QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "openDesktopUrl");
+            urlHandler = this;
+        }
+    }
+    m_watchdog->arm(limitMs, memoryBudget);
+}
+
+void VTQmlSandbox::end()
+{
+    m_watchdog->disarm();
+    if (QCoreApplication::instance())
+        QCoreApplication::instance()->removeEventFilter(this);
+    restoreOverrideCursors();
+    m_guarding = false;
+}
+
+QPair<QString, int> VTQmlSandbox::scriptPlace() const
+{
+    if (!m_engine || m_engine->isInterrupted())
+        return {};
+    // The first line is the evaluation's own frame, the next the JavaScript
+    // that called into the library: "function@url:line".
+    const QStringList frames = m_engine->evaluate(QStringLiteral("new Error().stack")).toString().split(QLatin1Char('\n'));
+    for (int i = 1; i < frames.size(); ++i) {
+        const QString& frame = frames.at(i);
+        const int at = frame.indexOf(QLatin1Char('@'));
+        const int colon = frame.lastIndexOf(QLatin1Char(':'));
+        if (at < 0 || colon <= at)
+            continue;
+        const QUrl url(frame.mid(at + 1, colon - at - 1));
+        return { url.isLocalFile() ? url.toLocalFile() : url.toString(), frame.mid(colon + 1).toInt() };
+    }
+    return {};
+}
+
+void VTQmlSandbox::refuse(const QString& text, const QString& file, int line)
+{
+    if (!m_report)
+        return;
+    const QPair<QString, int> place = scriptPlace();
+    if (!place.first.isEmpty())
+        m_report({ VTMessageWarning, place.first, place.second, 0, text });
+    else
+        m_report({ VTMessageWarning, file, line, 0, text });
+}
+
+bool VTQmlSandbox::refusesWithoutUserAction(bool userAction, const QString& what)
+{
+    if (m_trusted || userAction || !m_guarding)
+        return false;
+    const QPair<QString, int> place = scriptPlace();
+    if (place.first.isEmpty())
+        return false;
+    m_report({ VTMessageWarning, place.first, place.second, 0,
+        QStringLiteral("An untrusted interface asked %1 without a click or key press of the user: refused.")
+            .arg(what) });
+    return true;
+}
+
+void VTQmlSandbox::pushOverrideCursor(int shape)
+{
+    QGuiApplication::setOverrideCursor(QCursor(Qt::CursorShape(shape)));
+    ++m_overrideCursors;
+}
+
+void VTQmlSandbox::popOverrideCursor()
+{
+    // Never more than it pushed: the rest of the stack is the host's.
+    if (m_overrideCursors == 0)
+        return;
+    QGuiApplication::restoreOverrideCursor();
+    --m_overrideCursors;
+}
+
+void VTQmlSandbox::restoreOverrideCursors()
+{
+    while (m_overrideCursors > 0)
+        popOverrideCursor();
+}
+
+bool VTQmlSandbox::eventFilter(QObject* watched, QEvent* event)
+{
+    // A window of the untrusted interface is taken down before its platform
+    // window shows: destroying it inside its show leaves nothing to show.
+    if (event->type() == QEvent::Show && watched->isWindowType() && !m_trusted && qmlEngine(watched) == m_engine) {
+        auto window = static_cast<QWindow*>(watched);
+        window->destroy();
+        const QPointer<QObject> object(watched);
+        QMetaObject::invokeMethod(
+            this,
+            [object] {
+                if (object)
+                    qmlWarning(object) << QStringLiteral(
+                        "An untrusted interface may not open windows of its own: this window is refused.");
+            },
+            Qt::QueuedConnection);
+        return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+bool VTQmlSandbox::refusesToOpen(const QUrl& url)
+{
+    for (VTQmlSandbox* sandbox : qAsConst(sandboxes())) {
+        if (!sandbox->m_guarding || sandbox->m_trusted)
+            continue;
+        const QPair<QString, int> place = sandbox->scriptPlace();
+        if (place.first.isEmpty())
+            continue;
+        sandbox->m_report({ VTMessageWarning, place.first, place.second, 0,
+            QStringLiteral("An untrusted interface asked to open %1 on the desktop: refused.")
+                .arg(url.toDisplayString().left(200)) });
+        return true;
+    }
+    return false;
+}
+
+void VTQmlSandbox::openDesktopUrl(const QUrl& url)
+{
+    // Inside its handler QDesktopServices goes to the desktop directly.
+    if (!refusesToOpen(url))
+        QDesktopServices::openUrl(url);
+}
+
+void VTQmlSandbox::takeApplicationIdentity()
+{
+    m_identity = applicationIdentity();
+}
+
+void VTQmlSandbox::checkApplicationIdentity()
+{
+    // A name change also tells of a display name change: each change once.
+    if (m_restoring || applicationIdentity() == m_identity)
+        return;
+    if (m_trusted || !m_guarding || scriptPlace().first.isEmpty()) {
+        // The host's own change.
+        takeApplicationIdentity();
+        return;
+    }
+    const QStringList changed = applicationIdentity();
+    QStringList values;
+    for (int i = 0; i < changed.size(); ++i) {
+        if (changed.at(i) != m_identity.at(i))
+            values.append(QStringLiteral("\"%1\"").arg(changed.at(i)));
+    }
+    m_restoring = true;
+    QCoreApplication::setApplicationName(m_identity.at(0));
+    QCoreApplication::setOrganizationName(m_identity.at(1));
+    QCoreApplication::setOrganizationDomain(m_identity.at(2));
+    QCoreApplication::setApplicationVersion(m_identity.at(3));
+    // Unless set on its own, the display name follows the name.
+    if (QGuiApplication::applicationDisplayName() != m_identity.at(4))
+        QGuiApplication::setApplicationDisplayName(m_identity.at(4));
+    m_restoring = false;
+    values.removeDuplicates();
+    refuse(QStringLiteral("An untrusted interface may not change the application's name, organization, domain, "
+                          "version or display name (it set %1): refused.")
+               .arg(values.join(QLatin1String(", "))));
+}
+
+} // namespace Vantles

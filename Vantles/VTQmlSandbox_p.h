@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QObject>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+
+#include <Vantles/VTProblem.h>
+
+#include <functional>
+
+class QQmlEngine;
+class QUrl;
+
+namespace Vantles {
+
+class VTQmlWatchdog;
+
+/**
+ * What one view's interface may do to the host, beyond what its QML engine
+ * allows by itself.
+ *
+ * For every interface: a watchdog (VTQmlWatchdog) against JavaScript that
+ * keeps the GUI thread and against memory growth, and the override cursors
+ * the interface pushed, popped when it goes.
+ *
+ * For an untrusted interface: no window of its own (a QML Window loses its
+ * platform window as it is shown, so it never maps), no change of the application's name,
+ * organization, domain, version or display name (undone at once), no
+ * Qt.openUrlExternally() of the local files and data the URL interceptor
+ * lets through (the library handles QDesktopServices' "file" and "data"
+ * schemes and passes on what no untrusted interface asked for), and actions
+ * the user must ask for only during a click or key press.
+ *
+ * Each refusal is reported once, with the QML file and line that asked for
+ * it when JavaScript asked. GUI thread only.
+ */
+class VTQmlSandbox : public QObject {
+    Q_OBJECT
+public:
+    /// @p report receives each refusal; a problem with no file is placed
+    /// by it (at the vantle's definition).
+    VTQmlSandbox(QQmlEngine* engine, std::function<void(const VTProblem&)> report, QObject* parent);
+    ~VTQmlSandbox() override;
+
+    bool isTrusted() const;
+    /// Starts guarding a new interface: @p trusted, @p limitMs and
+    /// @p memoryBudget as VTQmlWatchdog::arm() takes them.
+    void begin(bool trusted, int limitMs, qint64 memoryBudget);
+    /// Stops guarding: the interface is gone.
+    void end();
+    VTQmlWatchdog* watchdog() const;
+
+    /// The QML place of the JavaScript running now ("file", line), or an
+    /// empty file when no JavaScript of this engine runs.
+    QPair<QString, int> scriptPlace() const;
+    /// Whether an untrusted interface's JavaScript asks for @p what (a
+    /// sentence such as "to pin the vantle") outside a user's action, which
+    /// is refused and reported; false for trusted interfaces, for calls not
+    /// from JavaScript and while @p userAction.
+    bool refusesWithoutUserAction(bool userAction, const QString& what);
+    /// Reports a refusal of @p text at the running JavaScript's place, or
+    /// at @p file:@p line when none runs.
+    void refuse(const QString& text, const QString& file = QString(), int line = 0);
+
+    /// Pushes an override cursor and counts it; popOverrideCursor() pops
+    /// only what this interface pushed; restoreOverrideCursors() the rest.
+    void pushOverrideCursor(int shape);
+    void popOverrideCursor();
+    void restoreOverrideCursors();
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    /// For the URL handler: refuses @p url when an untrusted interface's
+    /// JavaScript asks to open it.
+    static bool refusesToOpen(const QUrl& url);
+
+private Q_SLOTS:
+    /// QDesktopServices' handler of the "file" and "data" schemes.
+    void openDesktopUrl(const QUrl& url);
+
+private:
+    void checkApplicationIdentity();
+    void takeApplicationIdentity();
+
+    QQmlEngine* const m_engine;
+    const std::function<void(const VTProblem&)> m_report;
+    VTQmlWatchdog* m_watchdog = nullptr;
+    bool m_trusted = true;
+    bool m_guarding = false;
+    bool m_restoring = false;
+    int m_overrideCursors = 0;
+    QStringList m_identity; // name, organization, domain, version, display name
+};
+
+} // namespace Vantles
