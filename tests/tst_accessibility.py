@@ -1,4 +1,6 @@
 #!/usr/bin/python3
+# SPDX-FileCopyrightText: 2026 The Vantles Authors
+# SPDX-License-Identifier: BSD-3-Clause
 """What a screen reader finds of vantles, read from outside the process over
 AT-SPI while the pointer and the keyboard (xdotool) drive vt_accessibilityhost.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A host built like a real application (a main window from a .ui file with
 // named actions, a toolbar, menus with a submenu, unnamed custom widgets,
 // Escape bound as a window shortcut), integrated as the README says, driven

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // Vantles under a real Wayland compositor (weston; see
 // wayland/run-under-weston.sh), judged from the compositor's own screenshots:
 // where a vantle lands relative to the pointer and its control, near the

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The host that tst_accessibility.py drives from outside, as a screen reader
 // and a keyboard user would: a window with two controls that have vantles
 // and one that has none. It writes every resource it is asked to open (and
