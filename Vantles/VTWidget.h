@@ -70,6 +70,7 @@ public:
     /// countdown: it stays until Escape, a focus change or another vantle.
     /// Every show resets it.
     void setShownByKeyboard(bool byKeyboard);
+    /// Whether the keyboard brought the vantle (see setShownByKeyboard()).
     bool isShownByKeyboard() const;
 
 public Q_SLOTS:
