@@ -64,6 +64,21 @@ enum VTContextKey : int {
     /// may take; a longer clip keeps a window of frames and decodes again
     /// to loop or scrub
     VTContextVideoMemoryBudget = 45,
+    /// bool, true: makes the tooltip window ready ahead of the first vantle
+    /// (its view, QML engine and interface, and the graphics), once, while
+    /// the application is idle after its first window has appeared, or as
+    /// soon as the pointer enters a control that has a vantle (with
+    /// VTContextInstallEventFilter); false leaves all of it to the first show
+    VTContextPrepareAhead = 53,
+    /// bool, false: draws vantles with Qt Quick's software renderer instead
+    /// of the GPU, for less memory and no graphics driver. It applies to all
+    /// of Qt Quick in the process and is taken only while the process has no
+    /// Qt Quick window yet: set it in hosts without Qt Quick of their own
+    VTContextSoftwareRenderer = 54,
+    /// int, 0: milliseconds to wait, once the application is idle after its
+    /// first window has appeared, before the work of VTContextPrepareAhead
+    /// starts
+    VTContextPrepareDelay = 55,
 };
 
 /**

@@ -8,6 +8,7 @@
 #include "VTVideoComponent.h"
 #include "VTView.h"
 #include "VTWidget.h"
+#include "VTWindowPreloader_p.h"
 #include "VTXmlElement.h"
 #include "VTXmlParser.h"
 
@@ -221,6 +222,10 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     }
 
     d->scale = d->context.get(VTContextInterfaceScale, 1.0).toFloat();
+
+    // Makes the tooltip window ready while the application is idle, so that
+    // the first show is as quick as the next.
+    new VTWindowPreloader(this);
 }
 
 VTManager::~VTManager()

@@ -157,8 +157,7 @@ public:
         VTContext settings;
         settings.set(VTContextInstallEventFilter, true);
         settings.set(VTContextFadeOutDuration, 0);
-        if (m_software)
-            qputenv("QT_QUICK_BACKEND", "software");
+        settings.set(VTContextSoftwareRenderer, m_software);
         m_host = std::make_unique<VTInterface>(settings, QStringList { data });
     }
     void hide() override
