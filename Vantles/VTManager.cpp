@@ -61,6 +61,8 @@ public:
     QList<VTProblem> problems;
     QSet<QString> reported; // each problem with the version of its file
     QString checkedLocales; // the locale settings last checked
+    // Not a child: its application event filter stays with the GUI thread.
+    std::unique_ptr<VTWindowPreloader> preloader;
 
     // Drops the entries of reserved windows the user has closed.
     void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
@@ -225,7 +227,7 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
 
     // Makes the tooltip window ready while the application is idle, so that
     // the first show is as quick as the next.
-    new VTWindowPreloader(this);
+    d->preloader = std::make_unique<VTWindowPreloader>(this);
 }
 
 VTManager::~VTManager()

@@ -23,8 +23,7 @@
 namespace Vantles {
 
 VTWindowPreloader::VTWindowPreloader(VTManager* manager)
-    : QObject(manager)
-    , m_manager(manager)
+    : m_manager(manager)
 {
     const VTContext* context = manager->context();
     if (context->get(VTContextSoftwareRenderer, false).toBool() && !useSoftwareRenderer()) {

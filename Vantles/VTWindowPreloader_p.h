@@ -30,7 +30,7 @@ class VTXmlElement;
 class VTWindowPreloader : public QObject {
     Q_OBJECT
 public:
-    /// Reads the settings of @p manager, its parent.
+    /// Reads the settings of @p manager, which owns it and outlives it.
     explicit VTWindowPreloader(VTManager* manager);
     ~VTWindowPreloader() override;
 

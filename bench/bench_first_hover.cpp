@@ -22,7 +22,10 @@
 //   was hidden and the application was idle for 30 ms; median.
 // - memory added: the process's resident memory after the first frame less
 //   that before its tooltips were made (for Vantles: before its VTInterface,
-//   so the work done ahead is counted too).
+//   so the work done ahead is counted too); "of which ahead" is what the
+//   contender did in the idle second before the show: the time its work
+//   held the event loop up (from a timer due every millisecond), the
+//   longest hold, and the memory added by then.
 // - program start: from starting startup_host to its window's first frame;
 //   the same host without the library, linked with it, and linked with its
 //   VTInterface made over the sample data before the window.
@@ -407,12 +410,32 @@ int childMain(int argc, char** argv)
 
     const long before = residentKiB();
     tip->setUp(data, &window);
-    // A user's first hover comes a while after the interface was made.
+    // A user's first hover comes a while after the interface was made. What
+    // the contender does meanwhile shows as the event loop's gaps: a timer
+    // due every millisecond that comes more than 2 ms late was held up.
+    QElapsedTimer clock;
+    clock.start();
+    double busy = 0, longest = 0;
+    qint64 last = clock.nsecsElapsed();
+    QTimer beat;
+    beat.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&beat, &QTimer::timeout, [&] {
+        const double gap = double(clock.nsecsElapsed() - last) / 1e6;
+        last = clock.nsecsElapsed();
+        if (gap > 3.0) {
+            busy += gap - 1.0;
+            longest = std::max(longest, gap - 1.0);
+        }
+    });
+    beat.start(1);
     idle(1000);
+    beat.stop();
+    const long ahead = residentKiB();
     const Shown first = showOnce(tip.get(), &watch, controls[contents[0].key], contents[0]);
     const long after = residentKiB();
-    std::printf("RESULT call_ms=%.3f frame_ms=%.3f rss_kib=%ld ok=%d\n", first.callMs, first.frameMs, after - before,
-        first.ok ? 1 : 0);
+    std::printf("RESULT call_ms=%.3f frame_ms=%.3f rss_kib=%ld ok=%d ahead_ms=%.1f ahead_longest_ms=%.1f "
+                "ahead_rss_kib=%ld\n",
+        first.callMs, first.frameMs, after - before, first.ok ? 1 : 0, busy, longest, ahead - before);
 
     if (mode == "warm") {
         const int shows = qEnvironmentVariableIntValue("VANTLES_BENCH_WARM_SHOWS") > 0
@@ -474,7 +497,7 @@ Result run(const QString& program, const QStringList& arguments, const QProcessE
 }
 
 struct Figures {
-    std::vector<double> call, frame, rss, freshFrame;
+    std::vector<double> call, frame, rss, freshFrame, ahead, aheadLongest, aheadRss;
     double warmFrame = -1, warmCall = -1;
     int failures = 0;
 };
@@ -628,6 +651,9 @@ Item {
                 f.call.push_back(result.at(QStringLiteral("call_ms")));
                 f.frame.push_back(result.at(QStringLiteral("frame_ms")));
                 f.rss.push_back(result.at(QStringLiteral("rss_kib")) / 1024.0);
+                f.ahead.push_back(result.at(QStringLiteral("ahead_ms")));
+                f.aheadLongest.push_back(result.at(QStringLiteral("ahead_longest_ms")));
+                f.aheadRss.push_back(result.at(QStringLiteral("ahead_rss_kib")) / 1024.0);
             }
             for (const QString& host : hosts) {
                 QElapsedTimer started;
@@ -702,6 +728,15 @@ Item {
             platform.name);
         row(QStringLiteral("memory added by the first show, %1").arg(on),
             [](const Figures& f) { return cell(median(f.rss), "+%.1f MiB"); }, platform.name);
+        row(QStringLiteral("of which ahead, in the idle second: GUI thread busy (longest block), memory, %1").arg(on),
+            [](const Figures& f) {
+                return f.ahead.empty() ? QStringLiteral("–")
+                                       : QStringLiteral("%1 (%2), %3")
+                                             .arg(cell(median(f.ahead), "%.0f ms"),
+                                                 cell(median(f.aheadLongest), "%.0f ms"),
+                                                 cell(median(f.aheadRss), "+%.1f MiB"));
+            },
+            platform.name);
         auto startup = [&](const QString& host) {
             return startups[QStringLiteral("%1/%2").arg(on, host)];
         };

@@ -8,6 +8,7 @@
 #include <Vantles/VTXmlElement.h>
 
 #include <QApplication>
+#include <QImage>
 #include <QPushButton>
 #include <QQuickItem>
 #include <QTest>
@@ -43,11 +44,15 @@ private:
 
 void TestVTWindowPreloader::initTestCase()
 {
-    QVERIFY(!VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Tips.vantles"), QString(),
-        { { QStringLiteral("first"), "<title>First</title><text>The first vantle.</text>" },
+    const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Tips.vantles"),
+        QString(),
+        { { QStringLiteral("first"), "<title>First</title><text>The first vantle.</text><image source=\"first.png\"/>" },
             { QStringLiteral("second"), "<title>Second</title>" } },
-        QByteArray())
-             .isEmpty());
+        QByteArray());
+    QVERIFY(!package.isEmpty());
+    QImage picture(40, 20, QImage::Format_RGB32);
+    picture.fill(Qt::darkCyan);
+    QVERIFY(picture.save(package + QLatin1String("/Resources/first.png")));
 }
 
 void TestVTWindowPreloader::init()
@@ -113,6 +118,11 @@ void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
     QVERIFY(window->isVisible());
     QCOMPARE(shownTitle(), QStringLiteral("First"));
     QCOMPARE(windowCount(), 1);
+    // The interface built over the placeholder may use the files of the
+    // package shown now.
+    const QObject* image = root->findChild<QObject*>(QStringLiteral("image"));
+    QVERIFY(image);
+    QTRY_COMPARE(image->property("status").toInt(), 1); // Image.Ready
     // What stood in for the content made no noise.
     QCOMPARE(VTTest::problems(m_host->messages, QString()), QStringList());
 }
