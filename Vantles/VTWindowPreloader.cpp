@@ -1,7 +1,6 @@
 #include "VTWindowPreloader_p.h"
 
 #include "VTContext.h"
-#include "VTIndex.h"
 #include "VTManager.h"
 #include "VTView.h"
 #include "VTWidget.h"
@@ -43,11 +42,6 @@ VTWindowPreloader::VTWindowPreloader(VTManager* manager)
 }
 
 VTWindowPreloader::~VTWindowPreloader() = default;
-
-bool VTWindowPreloader::isDone() const
-{
-    return m_step == Done;
-}
 
 // The renderer of Qt Quick @p window, or Unknown.
 static QSGRendererInterface::GraphicsApi rendererOf(QQuickWindow* window)

@@ -37,8 +37,6 @@ public:
     /// The pointer entered @p control: starts the work at once when the
     /// control has a vantle.
     void pointerEntered(QObject* control);
-    /// Whether all of the work has been done, or is no longer needed.
-    bool isDone() const;
 
     /// Picks Qt Quick's software renderer when no Qt Quick window exists
     /// yet; false when it came too late.
