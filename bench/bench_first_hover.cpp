@@ -740,11 +740,11 @@ Item {
         auto startup = [&](const QString& host) {
             return startups[QStringLiteral("%1/%2").arg(on, host)];
         };
-        std::printf("| program start to its window, %s | %s linked, %s with its interface made | %s not linked | | |\n",
+        std::printf("| program start to its window, %s | %s linked, %s with its interface made | | %s not linked | | |\n",
             platform.name, qPrintable(cell(median(startup(QStringLiteral("linked")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("interface")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("plain")).ms), "%.1f ms")));
-        std::printf("| shared objects loaded, %s | %.0f | %.0f | | |\n", platform.name,
+        std::printf("| shared objects loaded, %s | %.0f linked | | %.0f not linked | | |\n", platform.name,
             startup(QStringLiteral("linked")).objects, startup(QStringLiteral("plain")).objects);
     }
     int failures = 0;
