@@ -67,8 +67,8 @@ enum VTContextKey : int {
     /// bool, true: makes the tooltip window ready ahead of the first vantle
     /// (its view, QML engine and interface, and the graphics), once, while
     /// the application is idle after its first window has appeared, or as
-    /// soon as the pointer enters a control that has a vantle (with
-    /// VTContextInstallEventFilter); false leaves all of it to the first show
+    /// soon as the pointer enters a control that has a vantle; false leaves
+    /// all of it to the first show
     VTContextPrepareAhead = 53,
     /// bool, false: draws vantles with Qt Quick's software renderer instead
     /// of the GPU, for less memory and no graphics driver. It applies to all
