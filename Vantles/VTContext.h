@@ -92,7 +92,22 @@ enum VTContextKey : int {
     /// QKeySequence or string, "Ctrl+Shift+F1": pins the vantle that is up,
     /// as its "Pin" does, and gives the pinned window the keyboard focus; an
     /// empty sequence turns the key off; needs VTContextInstallEventFilter
-    VTContextPinKeySequence = 51,
+    VTContextPinKeySequence = 50,
+    /// bool, true: makes the tooltip window ready ahead of the first vantle
+    /// (its view, QML engine and interface, and the graphics), once, while
+    /// the application is idle after its first window has appeared, or as
+    /// soon as the pointer enters a control that has a vantle; false leaves
+    /// all of it to the first show
+    VTContextPrepareAhead = 51,
+    /// bool, false: draws vantles with Qt Quick's software renderer instead
+    /// of the GPU, for less memory and no graphics driver. It applies to all
+    /// of Qt Quick in the process and is taken only while the process has no
+    /// Qt Quick window yet: set it in hosts without Qt Quick of their own
+    VTContextSoftwareRenderer = 52,
+    /// int, 0: milliseconds to wait, once the application is idle after its
+    /// first window has appeared, before the work of VTContextPrepareAhead
+    /// starts
+    VTContextPrepareDelay = 53,
 };
 
 /**

@@ -10,6 +10,7 @@
 #include "VTIndex.h"
 #include "VTView.h"
 #include "VTWidget.h"
+#include "VTWindowPreloader_p.h"
 #include "VTXmlElement.h"
 #include "VTXmlParser.h"
 
@@ -61,6 +62,8 @@ public:
     QList<VTProblem> problems;
     QSet<QString> reported; // each problem with the version of its file
     QString checkedLocales; // the locale settings last checked
+    // Not a child: its application event filter stays with the GUI thread.
+    std::unique_ptr<VTWindowPreloader> preloader;
 
     // Drops the entries of reserved windows the user has closed.
     void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
@@ -335,6 +338,10 @@ VTManager::VTManager(VTInterface* interface, VTContext& context, const QStringLi
     }
 
     d->scale = d->context.get(VTContextInterfaceScale, 1.0).toFloat();
+
+    // Makes the tooltip window ready while the application is idle, so that
+    // the first show is as quick as the next.
+    d->preloader = std::make_unique<VTWindowPreloader>(this);
 }
 
 VTManager::~VTManager()

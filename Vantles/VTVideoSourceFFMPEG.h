@@ -22,6 +22,11 @@ class VTVideoSourceFFMPEGPrivate;
  *
  * A file that cannot be played emits sourceFailed() with FFmpeg's reason and
  * is also named on Qt's debug channel.
+ *
+ * The decoding itself is the library's video plug-in's, which links FFmpeg:
+ * it is loaded the first time a clip is decoded, so that a host that shows
+ * no clip never loads FFmpeg. Without the plug-in every clip fails so, with
+ * the reason.
  */
 class VANTLES_EXPORT VTVideoSourceFFMPEG : public VTVideoSource {
     Q_OBJECT

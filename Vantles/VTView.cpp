@@ -43,6 +43,8 @@ public:
     QPointer<VTManager> manager; // outlived by the window the manager deletes later
     VTXmlElement* content = nullptr;
     QString packageRoot;
+    // The folder of the interface file loaded, whose files it may use.
+    QString interfaceFolder;
     // The version of the loaded interface file, to load it again once it changed.
     QDateTime loadedModified;
     qint64 loadedSize = -1;
@@ -352,9 +354,13 @@ void VTView::setContent(VTXmlElement* content)
 void VTView::replaceContent(VTXmlElement* content)
 {
     VTXmlElement* old = d->content;
-    // The QML must never see a deleted vantle: it reads the new one first.
-    if (old && old != content && rootObject())
+    // The QML must never see a deleted vantle: it reads the new one first,
+    // and may use the files of its package from then on.
+    if (old && old != content && rootObject()) {
+        d->content = content;
+        d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         engine()->rootContext()->setContextProperty(QStringLiteral("vantle"), content);
+    }
     if (old && old != content) {
         d->content = nullptr;
         // Content from the index is a child of the document the index
@@ -715,7 +721,8 @@ void VTView::loadQML(const QString& path)
 {
     if (QFile::exists(path)) {
         // The interface file's own folder and the content's folders.
-        d->interceptor->setFolders(d->contentFolders() << QFileInfo(path).absolutePath());
+        d->interfaceFolder = QFileInfo(path).absolutePath();
+        d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         const QUrl url = sourceFor(path);
         if (url != source())
             setSource(url);

@@ -19,6 +19,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QQuickItem>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -72,6 +73,29 @@ double meanChannelDifference(const QImage& a, const QImage& b)
     return sum / (3.0 * a.width() * a.height());
 }
 
+// The NEEDED entries of the ELF file @p path: the libraries the dynamic
+// linker loads with it.
+QStringList neededLibraries(const QString& path)
+{
+    QProcess readelf;
+    readelf.start(QStringLiteral("readelf"), { QStringLiteral("--dynamic"), QStringLiteral("--wide"), path });
+    if (!readelf.waitForFinished(30000))
+        return {};
+    static const QRegularExpression needed(QStringLiteral("\\(NEEDED\\)\\s+Shared library: \\[(.+)\\]"));
+    QStringList libraries;
+    const QString output = QString::fromLocal8Bit(readelf.readAllStandardOutput());
+    for (auto it = needed.globalMatch(output); it.hasNext();)
+        libraries.append(it.next().captured(1));
+    return libraries;
+}
+
+// Whether FFmpeg's decoding library is loaded into this process.
+bool ffmpegLoaded()
+{
+    QFile maps(QStringLiteral("/proc/self/maps"));
+    return maps.open(QIODevice::ReadOnly) && maps.readAll().contains("/libavcodec.so");
+}
+
 // A running decoder thread; ended counts its streamEnded() signals, which
 // arrive queued on the test's thread.
 struct Decoder {
@@ -108,6 +132,8 @@ class TestVTVideo : public QObject {
 
 private Q_SLOTS:
     void initTestCase();
+    // First: it checks that nothing has loaded FFmpeg yet.
+    void ffmpegComesFromThePluginWithTheFirstClip();
     void sourceRefusesBadUrlsAndQueuesTheRest();
     void decodesEveryFrameWithItsTimeAndPixels_data();
     void decodesEveryFrameWithItsTimeAndPixels();
@@ -138,6 +164,52 @@ void TestVTVideo::initTestCase()
     m_clip25 = VTTest::makeClip(m_dir, QStringLiteral("clip25.mp4"), pattern(25, "-c:v libx264 -pix_fmt yuv420p"));
     m_clip101 = VTTest::makeClip(m_dir, QStringLiteral("clip101.avi"), pattern(101, "-c:v mjpeg"));
     QVERIFY(!m_clip25.isEmpty() && !m_clip101.isEmpty());
+}
+
+void TestVTVideo::ffmpegComesFromThePluginWithTheFirstClip()
+{
+    // The plug-in links FFmpeg; the library does not.
+    const QStringList library = neededLibraries(QStringLiteral(VANTLES_LIBRARY_FILE));
+    QVERIFY2(library.contains(QStringLiteral("libQt6Core.so.6")), qPrintable(library.join(QLatin1Char(' '))));
+    const QRegularExpression ffmpeg(QStringLiteral("^lib(avcodec|avformat|avutil|swscale)\\.so"));
+    QCOMPARE(library.filter(ffmpeg), QStringList());
+    QCOMPARE(neededLibraries(QStringLiteral(VANTLES_VIDEO_PLUGIN_FILE)).filter(ffmpeg).size(), 4);
+    QVERIFY2(!ffmpegLoaded(), "FFmpeg was loaded before any clip");
+
+    // Without a plug-in that loads, a clip is reported as not playable.
+    QTemporaryDir plugins;
+    const QString name = QFileInfo(QStringLiteral(VANTLES_VIDEO_PLUGIN_FILE)).fileName();
+    const QString broken = VTTest::writeFile(plugins, QStringLiteral("broken/") + name, "not a library");
+    const QString missing = plugins.filePath(QStringLiteral("missing/") + name);
+    const QStringList reasons { QStringLiteral("the video plug-in of the library is missing (looked for %1).").arg(missing),
+        QStringLiteral("the video plug-in %1 could not be loaded (").arg(broken) };
+    auto resetPath = qScopeGuard([] { qunsetenv("VANTLES_PLUGIN_PATH"); });
+    for (const QString& reason : reasons) {
+        const QString plugin = reason.contains(missing) ? missing : broken;
+        qputenv("VANTLES_PLUGIN_PATH", QFileInfo(plugin).path().toLocal8Bit());
+        VTTest::MessageLog log;
+        Decoder decoder;
+        QSignalSpy failed(&decoder.source, &VTVideoSource::sourceFailed);
+        QVERIFY(decoder.load(m_clip25));
+        QTRY_COMPARE(failed.count(), 1);
+        const QString message = failed.at(0).at(1).toString();
+        QCOMPARE(failed.at(0).at(0).toString(), m_clip25);
+        QVERIFY2(message.startsWith(QLatin1String("This clip cannot be played: ") + reason), qPrintable(message));
+        QTRY_COMPARE(decoder.source.action(), VTVideoSource::idleAction);
+        QVERIFY(!decoder.source.isOpen());
+        QCOMPARE(decoder.source.totalFrameCount(), 0ULL);
+        QCOMPARE(decoder.source.frameWidth(), 200.0);
+        QCOMPARE(log.debugMessages(), QStringList { QLatin1Char('"') + message + QLatin1Char('"') });
+        QVERIFY(!ffmpegLoaded());
+    }
+
+    // The plug-in beside the library, as built and installed.
+    qunsetenv("VANTLES_PLUGIN_PATH");
+    Decoder decoder;
+    QVERIFY(decoder.load(m_clip25));
+    QTRY_COMPARE_WITH_TIMEOUT(decoder.ended, 1, 10000);
+    QCOMPARE(decoder.source.totalFrameCount(), 25ULL);
+    QVERIFY(ffmpegLoaded());
 }
 
 void TestVTVideo::sourceRefusesBadUrlsAndQueuesTheRest()

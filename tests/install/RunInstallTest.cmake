@@ -89,6 +89,13 @@ foreach(header VTContext.h VTIndex.h VTInterface.h VTKeyDefinition.h VTManager.h
     endif()
 endforeach()
 
+# The video plug-in, in the folder beside the library where the library looks for it.
+file(GLOB_RECURSE installed_library "${prefix}/libVantles.so")
+get_filename_component(library_dir "${installed_library}" DIRECTORY)
+if(NOT installed_library OR NOT EXISTS "${library_dir}/vantles/vantles-ffmpeg.so")
+    message(FATAL_ERROR "The video plug-in was not installed to ${library_dir}/vantles")
+endif()
+
 # The README's CMake lines and its C++ block with a main().
 file(READ "${README}" readme)
 # Semicolons would split the blocks as CMake list items.

@@ -1,0 +1,198 @@
+#include "VTWindowPreloader_p.h"
+
+#include "VTContext.h"
+#include "VTManager.h"
+#include "VTView.h"
+#include "VTWidget.h"
+#include "VTXmlElement.h"
+
+#include <QBuffer>
+#include <QGuiApplication>
+#include <QImage>
+#include <QImageReader>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QTimer>
+#include <QWindow>
+
+namespace Vantles {
+
+VTWindowPreloader::VTWindowPreloader(VTManager* manager)
+    : m_manager(manager)
+{
+    const VTContext* context = manager->context();
+    if (context->get(VTContextSoftwareRenderer, false).toBool() && !useSoftwareRenderer()) {
+        manager->report({ VTMessageWarning, QString(), 0, 0,
+            QStringLiteral("The setting VTContextSoftwareRenderer came after the process made its first Qt Quick "
+                           "window: vantles are drawn with that window's renderer.") });
+    }
+    if (!context->get(VTContextPrepareAhead, true).toBool() || !qobject_cast<QGuiApplication*>(qApp)) {
+        m_step = Done;
+        return;
+    }
+    // Until the work starts: the first window that appears, and pointers
+    // entering controls.
+    qApp->installEventFilter(this);
+    if (windowAppeared())
+        schedule(context->get(VTContextPrepareDelay, 0).toInt());
+}
+
+VTWindowPreloader::~VTWindowPreloader() = default;
+
+// The renderer of Qt Quick @p window, or Unknown.
+static QSGRendererInterface::GraphicsApi rendererOf(QQuickWindow* window)
+{
+    const QSGRendererInterface* renderer = window ? window->rendererInterface() : nullptr;
+    return renderer ? renderer->graphicsApi() : QSGRendererInterface::Unknown;
+}
+
+bool VTWindowPreloader::useSoftwareRenderer()
+{
+    // The renderer is chosen once for the process, with its first Qt Quick
+    // window (a QQuickWidget makes one too).
+    const QWindowList windows = QGuiApplication::allWindows();
+    for (QWindow* window : windows) {
+        if (auto quick = qobject_cast<QQuickWindow*>(window))
+            return rendererOf(quick) == QSGRendererInterface::Software;
+    }
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    return true;
+}
+
+bool VTWindowPreloader::windowAppeared() const
+{
+    const QWindowList windows = QGuiApplication::topLevelWindows();
+    for (const QWindow* window : windows) {
+        const Qt::WindowType type = window->type();
+        if ((type == Qt::Window || type == Qt::Dialog) && window->isExposed())
+            return true;
+    }
+    return false;
+}
+
+bool VTWindowPreloader::eventFilter(QObject* watched, QEvent* event)
+{
+    if (m_step == Waiting && event->type() == QEvent::Expose && watched->isWindowType()) {
+        // Once the host's window has been painted: the timer runs after it.
+        const auto window = static_cast<QWindow*>(watched);
+        if (window->type() == Qt::Window || window->type() == Qt::Dialog)
+            schedule(m_manager->context()->get(VTContextPrepareDelay, 0).toInt());
+    } else if (event->type() == QEvent::Enter && m_step <= Scheduled) {
+        pointerEntered(watched);
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void VTWindowPreloader::pointerEntered(QObject* control)
+{
+    if (m_step > Scheduled || !control || !control->isWidgetType())
+        return;
+    const QString key = m_manager->keyForObject(control);
+    if (key.isEmpty())
+        return;
+    if (!m_keysRead) {
+        const QStringList keys = m_manager->keys();
+        m_keys = QSet<QString>(keys.cbegin(), keys.cend());
+        m_keysRead = true;
+    }
+    if (m_keys.contains(key))
+        schedule(0);
+}
+
+void VTWindowPreloader::schedule(int delay)
+{
+    if (m_step == Scheduled && delay > 0)
+        return;
+    m_step = Scheduled;
+    QTimer::singleShot(qMax(delay, 0), this, [this] {
+        if (m_step != Scheduled)
+            return;
+        qApp->removeEventFilter(this);
+        m_keys.clear();
+        m_step = MakeWindow;
+        runStep();
+    });
+}
+
+bool VTWindowPreloader::shown() const
+{
+    const VTWidget* window = m_manager->widget();
+    const VTView* view = window ? window->view() : nullptr;
+    return view && view->content() && view->content() != m_placeholder;
+}
+
+void VTWindowPreloader::runStep()
+{
+    if (m_step == Done)
+        return;
+    // A show has made it all ready already.
+    if (shown()) {
+        m_step = Done;
+        return;
+    }
+    switch (m_step) {
+    case MakeWindow:
+        m_manager->initializeTooltipWindow(nullptr);
+        // Its native window too, unmapped.
+        m_manager->widget()->winId();
+        m_step = LoadInterface;
+        break;
+    case LoadInterface: {
+        VTView* view = m_manager->widget()->view();
+        if (view && view->source().isEmpty()) {
+            // Content that stands for any vantle, to build the interface
+            // over (its texts load the fonts); the first show replaces (and
+            // deletes) it.
+            auto placeholder = new VTXmlElement;
+            placeholder->setTagName(QStringLiteral("vantle"));
+            const std::pair<const char*, const char*> parts[]
+                = { { "title", "Vantle" }, { "text", "A <b>vantle</b>." }, { "link", "Vantles" } };
+            for (const auto& [tag, text] : parts) {
+                auto part = new VTXmlElement(placeholder);
+                part->setTagName(QLatin1String(tag));
+                part->setContent(QLatin1String(text));
+            }
+            m_placeholder = placeholder;
+            view->replaceContent(placeholder);
+            QQmlContext* context = view->engine()->rootContext();
+            context->setContextProperty(QStringLiteral("vantle"), placeholder);
+            context->setContextProperty(QStringLiteral("dataLocation"), QString());
+            context->setContextProperty(QStringLiteral("vantleView"), view);
+            view->loadInterface();
+        }
+        {
+            // Qt loads its image plug-ins with the first picture it reads.
+            QBuffer png;
+            png.open(QIODevice::ReadWrite);
+            QImage(1, 1, QImage::Format_RGB32).save(&png, "PNG");
+            png.seek(0);
+            QImageReader(&png).read();
+        }
+        m_step = StartGraphics;
+        break;
+    }
+    case StartGraphics:
+        // Loads the OpenGL driver (and its shader compiler) now rather than
+        // with the first frame; Qt Quick's own context comes with the window.
+        if (rendererOf(m_manager->widget()->view()->quickWindow()) == QSGRendererInterface::OpenGL) {
+            QOffscreenSurface surface;
+            surface.create();
+            QOpenGLContext context;
+            if (surface.isValid() && context.create() && context.makeCurrent(&surface)) {
+                context.functions()->glFinish();
+                context.doneCurrent();
+            }
+        }
+        m_step = Done;
+        return;
+    default:
+        return;
+    }
+    QTimer::singleShot(0, this, &VTWindowPreloader::runStep);
+}
+
+} // namespace Vantles

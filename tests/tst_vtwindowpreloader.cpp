@@ -1,0 +1,181 @@
+// The tooltip window made ready ahead of the first show, once.
+#include "VTTestHelpers.h"
+
+#include <Vantles/VTContext.h>
+#include <Vantles/VTManager.h>
+#include <Vantles/VTView.h>
+#include <Vantles/VTWidget.h>
+#include <Vantles/VTXmlElement.h>
+
+#include <QApplication>
+#include <QImage>
+#include <QPushButton>
+#include <QQuickItem>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include <memory>
+
+using namespace Vantles;
+
+class TestVTWindowPreloader : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void preparedOnceWhenIdleAndTakenByTheFirstShow();
+    void nothingPreparedWhenSwitchedOffOrWithoutAWindow_data();
+    void nothingPreparedWhenSwitchedOffOrWithoutAWindow();
+    void aShowBeforeThePreparationIsNotUndone();
+    void pointerEnteringAControlWithAVantleStartsAtOnce();
+
+private:
+    // A host over the package, and its main window with a control per key.
+    void start(const QMap<VTContextKey, QVariant>& settings, bool showWindow = true);
+    int windowCount() const;
+    QString shownTitle() const;
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<VTTest::RecordingHost> m_host;
+    std::unique_ptr<QWidget> m_window;
+};
+
+void TestVTWindowPreloader::initTestCase()
+{
+    const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Tips.vantles"),
+        QString(),
+        { { QStringLiteral("first"), "<title>First</title><text>The first vantle.</text><image source=\"first.png\"/>" },
+            { QStringLiteral("second"), "<title>Second</title>" } },
+        QByteArray());
+    QVERIFY(!package.isEmpty());
+    QImage picture(40, 20, QImage::Format_RGB32);
+    picture.fill(Qt::darkCyan);
+    QVERIFY(picture.save(package + QLatin1String("/Resources/first.png")));
+}
+
+void TestVTWindowPreloader::init()
+{
+    QCOMPARE(windowCount(), 0);
+}
+
+void TestVTWindowPreloader::cleanup()
+{
+    m_host.reset();
+    m_window.reset();
+}
+
+void TestVTWindowPreloader::start(const QMap<VTContextKey, QVariant>& settings, bool showWindow)
+{
+    VTContext context;
+    for (auto it = settings.cbegin(); it != settings.cend(); ++it)
+        context.set(it.key(), it.value());
+    m_host = std::make_unique<VTTest::RecordingHost>(context, QStringList { m_dir.filePath(QStringLiteral("data")) });
+    m_window = std::make_unique<QWidget>();
+    auto layout = new QVBoxLayout(m_window.get());
+    for (const char* key : { "first", "none" }) {
+        auto button = new QPushButton(QString::fromLatin1(key));
+        button->setObjectName(QString::fromLatin1(key));
+        layout->addWidget(button);
+    }
+    if (showWindow)
+        m_window->show();
+}
+
+int TestVTWindowPreloader::windowCount() const
+{
+    int count = 0;
+    for (const QWidget* widget : QApplication::allWidgets())
+        count += qobject_cast<const VTWidget*>(widget) ? 1 : 0;
+    return count;
+}
+
+QString TestVTWindowPreloader::shownTitle() const
+{
+    const VTWidget* window = m_host->manager()->widget();
+    const QQuickItem* root = window ? window->view()->rootObject() : nullptr;
+    const QObject* title = root ? root->findChild<QObject*>(QStringLiteral("title")) : nullptr;
+    return title ? title->property("text").toString() : QString();
+}
+
+void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
+{
+    start({});
+    VTManager* manager = m_host->manager();
+    QTRY_VERIFY(manager->widget() && manager->widget()->view()->rootObject());
+    VTWidget* window = manager->widget();
+    const QQuickItem* root = window->view()->rootObject();
+    QCOMPARE(window->view()->source(), QUrl(QStringLiteral("qrc") + VTView::builtInInterfacePath(false)));
+    QVERIFY(!window->isVisible());
+    QTest::qWait(100);
+    QCOMPARE(windowCount(), 1);
+
+    // The first show finds it all made; the interface is not built again.
+    QVERIFY(manager->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
+    QCOMPARE(manager->widget(), window);
+    QCOMPARE(window->view()->rootObject(), root);
+    QVERIFY(window->isVisible());
+    QCOMPARE(shownTitle(), QStringLiteral("First"));
+    QCOMPARE(windowCount(), 1);
+    // The interface built over the placeholder may use the files of the
+    // package shown now.
+    const QObject* image = root->findChild<QObject*>(QStringLiteral("image"));
+    QVERIFY(image);
+    QTRY_COMPARE(image->property("status").toInt(), 1); // Image.Ready
+    // What stood in for the content made no noise.
+    QCOMPARE(VTTest::problems(m_host->messages, QString()), QStringList());
+}
+
+void TestVTWindowPreloader::nothingPreparedWhenSwitchedOffOrWithoutAWindow_data()
+{
+    QTest::addColumn<bool>("prepare");
+    QTest::addColumn<bool>("showWindow");
+    QTest::newRow("switched off") << false << true;
+    QTest::newRow("no window yet") << true << false;
+}
+
+void TestVTWindowPreloader::nothingPreparedWhenSwitchedOffOrWithoutAWindow()
+{
+    QFETCH(bool, prepare);
+    QFETCH(bool, showWindow);
+    start({ { VTContextPrepareAhead, prepare } }, showWindow);
+    QTest::qWait(300);
+    QCOMPARE(m_host->manager()->widget(), nullptr);
+    // The first show makes the window, as ever.
+    QVERIFY(m_host->manager()->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
+    QCOMPARE(shownTitle(), QStringLiteral("First"));
+    QCOMPARE(windowCount(), 1);
+}
+
+void TestVTWindowPreloader::aShowBeforeThePreparationIsNotUndone()
+{
+    start({ { VTContextPrepareDelay, 200 } });
+    VTManager* manager = m_host->manager();
+    QVERIFY(manager->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
+    VTWidget* window = manager->widget();
+    const QQuickItem* root = window->view()->rootObject();
+    QTest::qWait(600);
+    QCOMPARE(manager->widget(), window);
+    QCOMPARE(window->view()->rootObject(), root);
+    QCOMPARE(window->view()->content()->attribute(QStringLiteral("key")), QStringLiteral("first"));
+    QCOMPARE(shownTitle(), QStringLiteral("First"));
+    QCOMPARE(windowCount(), 1);
+}
+
+void TestVTWindowPreloader::pointerEnteringAControlWithAVantleStartsAtOnce()
+{
+    start({ { VTContextPrepareDelay, 60000 } });
+    VTManager* manager = m_host->manager();
+    QEvent enter(QEvent::Enter);
+    // The object name is the key; "none" has no vantle.
+    QApplication::sendEvent(m_window->findChild<QWidget*>(QStringLiteral("none")), &enter);
+    QTest::qWait(300);
+    QCOMPARE(manager->widget(), nullptr);
+    QApplication::sendEvent(m_window->findChild<QWidget*>(QStringLiteral("first")), &enter);
+    QTRY_VERIFY(manager->widget() && manager->widget()->view()->rootObject());
+    QVERIFY(!manager->widget()->isVisible());
+}
+
+QTEST_MAIN(TestVTWindowPreloader)
+#include "tst_vtwindowpreloader.moc"
