@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The first hover, side by side with what a Qt developer would use instead:
 // QToolTip::showText, a QLabel in a Qt::ToolTip window and a Qt Quick
 // Controls ToolTip in a QQuickWidget, each showing the sample's actionOpen

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // A small host for bench_first_hover's start-up figures: a main window with
 // a toolbar and a text area. Built twice, without the library and linked
 // with it (VANTLES_LINKED); with "--interface DATA" the linked one also makes

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 The Vantles Authors
+// SPDX-License-Identifier: BSD-3-Clause
+
 // The tooltip window made ready ahead of the first show, once.
 #include "VTTestHelpers.h"
 
