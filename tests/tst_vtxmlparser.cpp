@@ -11,6 +11,8 @@
 #include <QTest>
 #include <QUrl>
 
+#include <functional>
+
 #include <memory>
 
 using Vantles::VTXmlElement;
@@ -164,6 +166,8 @@ private Q_SLOTS:
     void badDocumentEndsWithFatalErrorAndPartialTree_data();
     void badDocumentEndsWithFatalErrorAndPartialTree();
     void externalEntitiesAndDtdAreNotFetched();
+    void limitsHoldAtTheLimitAndCutOnePast_data();
+    void limitsHoldAtTheLimitAndCutOnePast();
     void deepNestingBuildsTheWholeChain();
     void fiftyMegabyteDocumentIsReadCompletely();
     void readStartsAfreshKeepsTheRegistryAndPassesNamesAndUserData();
@@ -439,6 +443,57 @@ void TestVTXmlParser::externalEntitiesAndDtdAreNotFetched()
         QCOMPARE(roots.tree(), QStringLiteral("a"));
         QCOMPARE(roots.element(0)->content(), QStringLiteral("beforeafter"));
     }
+}
+
+void TestVTXmlParser::limitsHoldAtTheLimitAndCutOnePast_data()
+{
+    QTest::addColumn<QString>("limits"); // depth, element text, document text
+    QTest::addColumn<QString>("xml");
+    QTest::addColumn<QString>("tree"); // tag[content](children)
+    QTest::addColumn<QString>("problems"); // "line:column: message", one per line
+
+    const char* nested = "<a><b><c/></b></a>";
+    const char* pieces = "<a>1<![CDATA[2<3]]><!-- c -->45<b>x</b>6</a>";
+    const char* document = "<a>12<b>34</b>56</a>";
+    const char* entities = "<!DOCTYPE a [<!ENTITY e \"xyz\">]><a>&e;&e;</a>"; // 45 bytes, two references
+    addRow("depth at the limit", { "3,0,0", nested, "a(b(c))", "" });
+    addRow("depth one past", { "2,0,0", nested, "a(b)",
+        "1:7: Elements are nested more than 2 deep here: this one and all below it are left out." });
+    addRow("element text at the limit", { "0,5,0", "<a>12345<b>678</b></a>", "a[12345](b[678])", "" });
+    addRow("element text one past", { "0,5,0", "<a>123456</a>", "a[12345]", "1:4: The text of this element exceeds 5 characters: the rest is left out." });
+    addRow("text in pieces at the limit", { "0,5,0", "<a>1<![CDATA[2<3]]><!-- c -->4</a>", "a[12<34]", "" });
+    addRow("text in pieces one past", { "0,5,0", pieces, "a[12<34](b[x])",
+        "1:30: The text of this element exceeds 5 characters: the rest is left out." });
+    addRow("document text at the limit", { "0,0,6", document, "a[1256](b[34])", "" });
+    addRow("document text one past", { "0,0,5", document, "a[12](b[34])",
+        "1:15: The text of this document exceeds 5 characters with its entities expanded: the rest is left out." });
+    addRow("entities at their bound", { "0,0,51", entities, "a[xyzxyz]", "" });
+    addRow("entities one past their bound", { "0,0,50", entities, "",
+        "1:1: The entities of this document could expand it beyond 50 characters: it is not read." });
+}
+
+void TestVTXmlParser::limitsHoldAtTheLimitAndCutOnePast()
+{
+    QFETCH(QString, limits);
+    QFETCH(QString, xml);
+    const QStringList numbers = limits.split(QLatin1Char(','));
+    VTXmlParser parser;
+    parser.setLimits({ numbers.at(0).toInt(), numbers.at(1).toInt(), numbers.at(2).toInt() });
+    const Roots roots(parser.read(xml.toUtf8()));
+    std::function<QString(const QObject*)> describe = [&](const QObject* object) {
+        const auto element = qobject_cast<const VTXmlElement*>(object);
+        QStringList children;
+        for (const QObject* child : object->children())
+            children.append(describe(child));
+        const QString content = element->content();
+        return element->getTagName() + (content.isEmpty() ? QString() : QLatin1Char('[') + content + QLatin1Char(']'))
+            + (children.isEmpty() ? QString() : QLatin1Char('(') + children.join(QLatin1Char(',')) + QLatin1Char(')'));
+    };
+    QTEST(roots.list.isEmpty() ? QString() : describe(roots.list.first()), "tree");
+    QStringList problems;
+    for (const VTXmlParser::Problem& problem : parser.problems())
+        problems.append(QStringLiteral("%1:%2: %3").arg(problem.line).arg(problem.column).arg(problem.message));
+    QTEST(problems.join(QLatin1Char('\n')), "problems");
 }
 
 void TestVTXmlParser::deepNestingBuildsTheWholeChain()
