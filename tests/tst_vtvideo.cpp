@@ -112,12 +112,15 @@ private Q_SLOTS:
     void unplayableFileIsReported();
     void controllerPositionsOnDecodedFramesOnly();
     void controllerPacesAtFrameRateAndRestartsAtEnd();
+    void sourceChangeNeverShowsTheDroppedClip_data();
+    void sourceChangeNeverShowsTheDroppedClip();
     void itemStartsPausedAndGoesThroughController();
     void destroyingPlayingItemEndsBothThreads_data();
     void destroyingPlayingItemEndsBothThreads();
     void longClipLoopsAndScrubsWithinItsBudget_data();
     void longClipLoopsAndScrubsWithinItsBudget();
-    void hugeFramesAreDecodedAtTheSizeShown();
+    void framesKeepToTheSizeShownAndTheBudget_data();
+    void framesKeepToTheSizeShownAndTheBudget();
     void defaultInterfacePlaysClipOnceAndPaintsIt();
 
 private:
@@ -344,6 +347,62 @@ void TestVTVideo::controllerPacesAtFrameRateAndRestartsAtEnd()
     QCOMPARE(early.decoder.ended, 1);
 }
 
+void TestVTVideo::sourceChangeNeverShowsTheDroppedClip_data()
+{
+    QTest::addColumn<bool>("toAnotherClip"); // else to no clip
+    QTest::newRow("to no clip and back") << false;
+    QTest::newRow("between two clips") << true;
+}
+
+// Whether the controller's thread or the decoder's gets to a change first
+// varies: the change is made many times.
+void TestVTVideo::sourceChangeNeverShowsTheDroppedClip()
+{
+    QFETCH(bool, toAnotherClip);
+    const QString narrow = VTTest::makeClip(m_dir, QStringLiteral("narrow.avi"), pattern(3, "-c:v mjpeg", 96));
+    QVERIFY(!narrow.isEmpty());
+    // Change n (from 1) sets clips[n % 2]; a frame is told apart by its width.
+    const QStringList clips { toAnotherClip ? narrow : QString(), m_clip101 };
+    const QList<int> widths { toAnotherClip ? 96 : 0, 160 };
+    Player player;
+    VTVideoController* controller = player.controller;
+    std::atomic<int> begun { 0 }, done { 0 };
+    std::mutex mutex;
+    int shownFor = 0;
+    QStringList wrong;
+    connect(
+        controller, &VTVideoController::displayFrame, controller,
+        [&] {
+            const int change = done;
+            const VTVideoFrame frame = controller->currentFrame();
+            if (begun != change || frame.isNull())
+                return; // a change in between: either clip may be right
+            std::lock_guard<std::mutex> lock(mutex);
+            shownFor = change;
+            if (frame.width() != widths.at(change % 2))
+                wrong.append(QStringLiteral("change %1: %2 wide").arg(change).arg(frame.width()));
+        },
+        Qt::DirectConnection);
+    auto lastShown = [&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        return shownFor;
+    };
+    controller->start();
+    for (int change = 1; change <= 40; ++change) {
+        ++begun;
+        const QString clip = clips.at(change % 2);
+        QVERIFY(controller->setSource(clip.isEmpty() ? QUrl() : QUrl::fromLocalFile(clip)));
+        ++done;
+        if (clip.isEmpty()) {
+            QTest::qWait(20);
+            continue;
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(lastShown(), change, 10000);
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    QCOMPARE(wrong, QStringList());
+}
+
 void TestVTVideo::itemStartsPausedAndGoesThroughController()
 {
     VTVideoComponent item;
@@ -483,28 +542,65 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
     QVERIFY2(held <= 12, qPrintable(QString::number(held)));
 }
 
-void TestVTVideo::hugeFramesAreDecodedAtTheSizeShown()
+void TestVTVideo::framesKeepToTheSizeShownAndTheBudget_data()
 {
-    const QString clip = VTTest::makeClip(
-        m_dir, QStringLiteral("huge.avi"), words("-f lavfi -i testsrc2=size=4000x3000 -frames:v 2 -c:v mjpeg"));
-    const QString reference = VTTest::makeClip(m_dir, QStringLiteral("huge.png"),
-        QStringList { QStringLiteral("-i"), clip } + words("-frames:v 1 -vf scale=320:240 -pix_fmt rgb24"));
-    QVERIFY(!clip.isEmpty() && !reference.isEmpty());
+    QTest::addColumn<QString>("clip"); // its size, frames and encoder options
+    QTest::addColumn<QSize>("shown"); // the size it is shown at; empty: none
+    QTest::addColumn<qint64>("budget"); // 0: the default
+    QTest::addColumn<QSize>("size"); // of the frames
+    QTest::addColumn<int>("held"); // frames held while the playhead stays on the first
 
-    // Shown at 320 x 240, or, at any size, one frame in an eighth of a 8 MiB budget.
-    Decoder shown, budgeted;
-    shown.source.setTargetSize(QSize(320, 240));
-    budgeted.source.setMemoryBudget(8 << 20);
-    QVERIFY(shown.load(clip) && budgeted.load(clip));
-    QTRY_COMPARE_WITH_TIMEOUT(shown.ended + budgeted.ended, 2, 20000);
-    QCOMPARE(shown.source.frameWidth(), 4000.0);
-    QCOMPARE(shown.source.getFrame(1).size(), QSize(320, 240));
-    const double difference = meanChannelDifference(shown.source.getFrame(0), QImage(reference));
+    // Rows of 128 pixels need no padding: one frame is 128 x 72 x 3 bytes.
+    const qint64 frame = 128 * 72 * 3;
+    const QString mjpeg = QStringLiteral("128x72 40 -c:v mjpeg");
+    const QString h264 = QStringLiteral("128x72 40 -c:v libx264 -pix_fmt yuv420p");
+    const QString huge = QStringLiteral("4000x3000 2 -c:v mjpeg");
+    const QSize none, full(128, 72);
+    // The decoder's own pictures count against the budget, at most half of
+    // it: two frames' worth for MJPEG, whose pictures stand alone, eight for H.264.
+    QTest::newRow("MJPEG: 12 frames and 2 pictures") << mjpeg << none << 13 * frame << full << 12;
+    QTest::newRow("MJPEG: a byte less") << mjpeg << none << 13 * frame - 1 << full << 11;
+    QTest::newRow("H.264: 12 frames and 8 pictures") << h264 << none << 16 * frame << full << 12;
+    QTest::newRow("H.264: a byte less") << h264 << none << 16 * frame - 1 << full << 11;
+    // No frame takes more than an eighth of the budget.
+    QTest::newRow("frames of an eighth of the budget") << mjpeg << none << 8 * frame << full << 7;
+    QTest::newRow("a byte less: smaller frames") << mjpeg << none << 8 * frame - 1 << QSize(127, 71) << 7;
+    QTest::newRow("H.264: half the budget left to the frames") << h264 << none << 6 * frame << QSize(110, 62) << 3;
+    QTest::newRow("huge clip, shown at 320 x 240") << huge << QSize(320, 240) << 0LL << QSize(320, 240) << 2;
+    QTest::newRow("huge clip, 8 MiB") << huge << none << qint64(8 << 20) << QSize(682, 512) << 2;
+}
+
+void TestVTVideo::framesKeepToTheSizeShownAndTheBudget()
+{
+    QFETCH(QString, clip);
+    QFETCH(QSize, shown);
+    QFETCH(qint64, budget);
+    QFETCH(QSize, size);
+    QFETCH(int, held);
+    const QStringList words = clip.split(QLatin1Char(' '));
+    const QString name = QStringLiteral("%1-%2.%3").arg(words.at(0), words.at(3), words.at(3) == "mjpeg" ? "avi" : "mp4");
+    const QString path = VTTest::makeClip(m_dir, name,
+        QStringList { "-f", "lavfi", "-i", "testsrc2=size=" + words.at(0), "-frames:v", words.at(1) } + words.mid(2));
+    QVERIFY(!path.isEmpty());
+
+    Decoder decoder;
+    decoder.source.setTargetSize(shown);
+    if (budget)
+        decoder.source.setMemoryBudget(budget);
+    QVERIFY(decoder.load(path));
+    // Decoding stops at the end of the clip or when the budget is used up.
+    QTRY_VERIFY_WITH_TIMEOUT(decoder.ended || decoder.source.isCacheFull(), 20000);
+    QTest::qWait(100);
+    QCOMPARE(decoder.source.getFrame(0).size(), size);
+    QCOMPARE(int(decoder.source.loadedFrameCount() - decoder.source.firstFrameIndex()), held);
+    if (shown.isEmpty())
+        return;
+    const QString reference = VTTest::makeClip(m_dir, name + QLatin1String(".png"),
+        QStringList { QStringLiteral("-i"), path, QStringLiteral("-frames:v"), QStringLiteral("1"),
+            QStringLiteral("-vf"), QStringLiteral("scale=%1:%2").arg(shown.width()).arg(shown.height()),
+            QStringLiteral("-pix_fmt"), QStringLiteral("rgb24") });
+    const double difference = meanChannelDifference(decoder.source.getFrame(0), QImage(reference));
     QVERIFY2(difference < 6.0, qPrintable(QString::number(difference)));
-    const QSize size = budgeted.source.getFrame(1).size();
-    QVERIFY2(size.width() * size.height() * 3 <= (1 << 20) && size.width() > 500
-            && qAbs(size.width() * 3 - size.height() * 4) <= 4,
-        qPrintable(QStringLiteral("%1x%2").arg(size.width()).arg(size.height())));
 }
 
 void TestVTVideo::defaultInterfacePlaysClipOnceAndPaintsIt()
@@ -512,6 +608,7 @@ void TestVTVideo::defaultInterfacePlaysClipOnceAndPaintsIt()
     const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("viewdata"), QStringLiteral("Clip.vantles"),
         QString(),
         { { QStringLiteral("clip"), "<title>Clip</title><video source=\"clip.mp4\"/>" },
+            { QStringLiteral("missing"), "<title>Gone</title><video source=\"gone.mp4\"/>" },
             { QStringLiteral("plain"), "<title>No clip</title>" } },
         QByteArray());
     QVERIFY(!package.isEmpty());
@@ -541,9 +638,16 @@ void TestVTVideo::defaultInterfacePlaysClipOnceAndPaintsIt()
     QTRY_VERIFY((picture = view->grabFramebuffer().copy(area).convertToFormat(QImage::Format_RGB32),
         meanChannelDifference(picture, video->frame()) < 2.0));
 
-    // A vantle without a clip: the old picture and frames go.
-    QVERIFY(manager->show(QStringLiteral("plain"), QPoint(10, 10), nullptr));
-    QTRY_VERIFY(video.isNull() || (video->frame().isNull() && video->videoSource()->totalFrameCount() == 0));
+    // Other vantles while the clip plays again, in the same item: one whose
+    // clip is missing, then one without: the old picture and frames go for good.
+    video->play();
+    for (const char* key : { "missing", "plain" }) {
+        QVERIFY(manager->show(QLatin1String(key), QPoint(10, 10), nullptr));
+        QVERIFY(video);
+        QTRY_VERIFY(video->frame().isNull() && video->videoSource()->totalFrameCount() == 0);
+        QTest::qWait(200);
+        QVERIFY(video->frame().isNull());
+    }
 }
 
 QTEST_MAIN(TestVTVideo)
