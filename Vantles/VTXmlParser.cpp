@@ -247,10 +247,14 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
 
     reader.setNamespaceProcessing(true);
     bool stopped = false;
+    bool afterText = false;
     while (!stopped && !reader.atEnd()) {
-        // Where the next token begins: a problem is placed there.
-        const qint64 line = reader.lineNumber(), column = reader.columnNumber() + 1;
-        switch (reader.readNext()) {
+        // Where the next token begins, for a problem found in it: the reader
+        // has read the '<' that ends a text already.
+        const qint64 line = reader.lineNumber(), column = reader.columnNumber() + (afterText ? 0 : 1);
+        const QXmlStreamReader::TokenType token = reader.readNext();
+        afterText = token == QXmlStreamReader::Characters && !reader.isCDATA();
+        switch (token) {
         case QXmlStreamReader::StartElement:
             if (limits.maximumDepth > 0 && qsizetype(d->ancestors.size()) > limits.maximumDepth) {
                 // The holder is at the bottom of the stack: its size is the new element's depth.

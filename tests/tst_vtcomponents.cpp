@@ -20,7 +20,6 @@
 #include <QToolTip>
 #include <QWheelEvent>
 
-#include <cmath>
 #include <memory>
 
 using namespace Vantles;
@@ -87,7 +86,9 @@ private Q_SLOTS:
 
     void elementAcceptsOnlyKnownNames_data();
     void elementAcceptsOnlyKnownNames();
-    void toolTipStyleGivesReadableColours();
+    void coloursAreExactAndReadable_data();
+    void coloursAreExactAndReadable();
+    void paletteChangesReachTheBindings();
     void paintFollowsStyleAndNesting_data();
     void paintFollowsStyleAndNesting();
     void sceneRootPaintsWindowColour();
@@ -169,31 +170,61 @@ void TestVTComponents::elementAcceptsOnlyKnownNames()
     QCOMPARE(changed.count(), emitted);
 }
 
-void TestVTComponents::toolTipStyleGivesReadableColours()
+void TestVTComponents::coloursAreExactAndReadable_data()
+{
+    QTest::addColumn<bool>("toolTipStyle");
+    QTest::addColumn<QStringList>("palette"); // panel, text, link
+    QTest::addColumn<QStringList>("expected"); // text, link, secondary text
+
+    // A link is moved toward the text colour a tenth at a time until it is
+    // readable on the panel (a WCAG 2 contrast of 4.5:1).
+    auto row = [](const char* name, bool toolTip, const QStringList& palette, const QStringList& expected) {
+        QTest::newRow(name) << toolTip << palette << expected;
+    };
+    row("light tooltip, link kept", true, { "#ffffdc", "#000000", "#0000ff" }, { "#000000", "#0000ff", "#59594d" });
+    row("dark tooltip, link moved six tenths", true, { "#2b2b2b", "#eeeeee", "#0000ff" },
+        { "#eeeeee", "#8f8ff5", "#aaaaaa" });
+    row("window panel, link at 4.54:1 kept", false, { "#ffffff", "#000000", "#767676" },
+        { "#000000", "#767676", "#595959" });
+    row("window panel, link at 4.48:1 moved a tenth", false, { "#ffffff", "#000000", "#777777" },
+        { "#000000", "#6b6b6b", "#595959" });
+}
+
+void TestVTComponents::coloursAreExactAndReadable()
+{
+    QFETCH(bool, toolTipStyle);
+    QFETCH(QStringList, palette);
+    QFETCH(QStringList, expected);
+
+    // Each style reads its own palette; the other one holds only the marker.
+    const QPalette savedToolTip = QToolTip::palette(), savedApplication = QApplication::palette();
+    QPalette given, other;
+    for (int role = 0; role < QPalette::NColorRoles; ++role) {
+        if (role != QPalette::NoRole)
+            other.setColor(QPalette::ColorRole(role), marker);
+    }
+    for (const QPalette::ColorRole role : { QPalette::ToolTipBase, QPalette::Window })
+        given.setColor(role, QColor(palette.at(0)));
+    for (const QPalette::ColorRole role : { QPalette::ToolTipText, QPalette::WindowText })
+        given.setColor(role, QColor(palette.at(1)));
+    given.setColor(QPalette::Link, QColor(palette.at(2)));
+    QToolTip::setPalette(toolTipStyle ? given : other);
+    QApplication::setPalette(toolTipStyle ? other : given);
+    VTStyledRectangleComponent item;
+    item.setToolTipStyle(toolTipStyle);
+    const QStringList colours { item.textColor().name(), item.linkColor().name(), item.secondaryTextColor().name() };
+    QToolTip::setPalette(savedToolTip);
+    QApplication::setPalette(savedApplication);
+    QCOMPARE(colours, expected);
+}
+
+void TestVTComponents::paletteChangesReachTheBindings()
 {
     VTStyledRectangleComponent item;
     QSignalSpy color(&item, &VTStyledRectangleComponent::textColorChanged);
     item.setToolTipStyle(true);
-    // Readable on the panel in a light and in a dark palette alike (WCAG 2 contrast).
-    const QPalette light = QToolTip::palette();
-    QPalette dark = light;
-    dark.setColor(QPalette::ToolTipBase, QColor(0x2b, 0x2b, 0x2b));
-    dark.setColor(QPalette::ToolTipText, QColor(0xee, 0xee, 0xee));
-    auto luminance = [](const QColor& c) {
-        auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
-        return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
-    };
-    // The dark palette keeps the light one's link colour, unreadable on it
-    // as it stands.
-    for (const QPalette& palette : { light, dark }) {
-        QToolTip::setPalette(palette);
-        for (const QColor& colour : { item.textColor(), item.linkColor(), item.secondaryTextColor() }) {
-            const double a = luminance(colour), b = luminance(palette.color(QPalette::ToolTipBase));
-            QVERIFY2((std::max(a, b) + 0.05) / (std::min(a, b) + 0.05) >= 4.5, qPrintable(colour.name()));
-        }
-    }
-    QToolTip::setPalette(light);
-    // A palette change of the application reaches the QML bindings.
+    QPalette dark = QApplication::palette();
+    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
     const int before = int(color.count());
     QApplication::setPalette(QApplication::palette());
     QApplication::setPalette(dark);

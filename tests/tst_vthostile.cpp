@@ -124,6 +124,10 @@ void TestVTHostile::hostileContent_data()
     QTest::newRow("../ in image path")
         << Files { { control, vantle("", "<image source=\"../../../../../../../../.." + outside + "/outside.png\"/>") } }
         << "200:Control/a.xml:2:1: \".*outside.png\" leads outside" << true << 0 << 0;
+    QTest::newRow("sibling folder named like the package")
+        << Files { { control, vantle("", "<image source=\"../../P.vantles-x/pic.png\"/>") },
+               { "../P.vantles-x/pic.png", "x" } }
+        << "200:Control/a.xml:2:1: \".*/P.vantles-x/pic.png\" leads outside" << true << 0 << 0;
     QTest::newRow("resources folder outside")
         << Files { { control, vantle(" resources=\"" + outside + "\"", "<image source=\"outside.png\"/>") } }
         << "200:Control/a.xml:2:1: \".*outside.png\" leads outside" << true << 0 << 0;

@@ -452,13 +452,13 @@ void TestVTXmlParser::limitsHoldAtTheLimitAndCutOnePast_data()
     QTest::addColumn<QString>("tree"); // tag[content](children)
     QTest::addColumn<QString>("problems"); // "line:column: message", one per line
 
-    const char* nested = "<a><b><c/></b></a>";
+    const char* nested = "<a><b> <c/></b></a>";
     const char* pieces = "<a>1<![CDATA[2<3]]><!-- c -->45<b>x</b>6</a>";
     const char* document = "<a>12<b>34</b>56</a>";
     const char* entities = "<!DOCTYPE a [<!ENTITY e \"xyz\">]><a>&e;&e;</a>"; // 45 bytes, two references
-    addRow("depth at the limit", { "3,0,0", nested, "a(b(c))", "" });
-    addRow("depth one past", { "2,0,0", nested, "a(b)",
-        "1:7: Elements are nested more than 2 deep here: this one and all below it are left out." });
+    addRow("depth at the limit", { "3,0,0", nested, "a(b[ ](c))", "" });
+    addRow("depth one past", { "2,0,0", nested, "a(b[ ])",
+        "1:8: Elements are nested more than 2 deep here: this one and all below it are left out." });
     addRow("element text at the limit", { "0,5,0", "<a>12345<b>678</b></a>", "a[12345](b[678])", "" });
     addRow("element text one past", { "0,5,0", "<a>123456</a>", "a[12345]", "1:4: The text of this element exceeds 5 characters: the rest is left out." });
     addRow("text in pieces at the limit", { "0,5,0", "<a>1<![CDATA[2<3]]><!-- c -->4</a>", "a[12<34]", "" });
