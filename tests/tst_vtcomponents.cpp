@@ -146,9 +146,9 @@ void TestVTComponents::coloursAreExactAndReadable_data()
     auto row = [](const char* name, bool toolTip, const QStringList& palette, const QStringList& expected) {
         QTest::newRow(name) << toolTip << palette << expected;
     };
-    row("light tooltip, link kept", true, { "#ffffdc", "#000000", "#0000ff" }, { "#000000", "#0000ff", "#59594d" });
-    row("dark tooltip, link moved six tenths", true, { "#2b2b2b", "#eeeeee", "#0000ff" },
-        { "#eeeeee", "#8f8ff5", "#aaaaaa" });
+    row("light tooltip, link kept", true, { "#ffffdc", "#000000", "#1a0dab" }, { "#000000", "#1a0dab", "#59594d" });
+    row("dark tooltip, link moved six tenths", true, { "#2b2b2b", "#eeeeee", "#1a0dab" },
+        { "#eeeeee", "#9994d3", "#aaaaaa" });
     row("window panel, link at 4.54:1 kept", false, { "#ffffff", "#000000", "#767676" },
         { "#000000", "#767676", "#595959" });
     row("window panel, link at 4.48:1 moved a tenth", false, { "#ffffff", "#000000", "#777777" },

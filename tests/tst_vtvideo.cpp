@@ -151,7 +151,8 @@ void TestVTVideo::sourceRefusesBadUrlsAndQueuesTheRest()
     QCOMPARE(source.source(), url);
     QCOMPARE(source.action(), VTVideoSource::loadAction);
     QVERIFY(!source.setSource(url));
-    // Changes queued before the thread catches up: the last one wins.
+    // Changes queued before the thread catches up are all taken, the last one winning.
+    QVERIFY(source.setSource(QUrl()) && source.setSource(url));
     QVERIFY(source.setSource(QUrl::fromLocalFile(m_clip101)));
     source.start();
     QTRY_COMPARE_WITH_TIMEOUT(source.totalFrameCount(), 101ULL, 10000);

@@ -371,8 +371,10 @@ void VTContentCheckerPrivate::checkKeyData(const QSet<QString>& keys)
         if (token != QXmlStreamReader::StartElement)
             continue;
         ++depth;
+        // The reader skips the blanks before the first element: the line its
+        // tag ends on stands for its place.
         if (depth == 1 && reader.qualifiedName() != QLatin1String("vantlekeys")) {
-            report(VTMessageWarning, path, line, column,
+            report(VTMessageWarning, path, reader.lineNumber(), 0,
                 QStringLiteral("The first element is <%1>, not <vantlekeys>: this is not a key-data file.")
                     .arg(reader.qualifiedName()));
             return;
