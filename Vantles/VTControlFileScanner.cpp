@@ -109,7 +109,7 @@ VTControlFileScan scanControlFileWithReader(const QByteArray& data)
 {
     VTControlFileScan scan;
     scan.size = data.size();
-    if (VTXmlParser::expansionBound(data) > VTIndex::MaximumFileText) {
+    if (data.contains("<!ENTITY") && VTXmlParser::expansionBound(data) > VTIndex::MaximumFileText) {
         scan.error = QStringLiteral("The entities of this file could expand it beyond %1 characters.")
                          .arg(VTIndex::MaximumFileText);
         scan.errorLine = scan.errorColumn = 1;

@@ -47,7 +47,7 @@ struct Candidate {
     int count; // definitions in the file: a key defined twice serves nothing
 };
 
-// The version of a file on disk: its size and modification time.
+// The version of a file on disk: its size and when it last changed.
 struct FileVersion {
     qint64 size = -1;
     qint64 modified = 0;
@@ -60,10 +60,13 @@ FileVersion versionOf(const QString& path)
 #ifdef Q_OS_UNIX
     // QFileInfo::lastModified() converts to local time, which costs more
     // than the stat itself; a warm start asks this of every control file.
+    // The status change time, in nanoseconds: every write moves it, also one
+    // that keeps the size within the same millisecond or sets the
+    // modification time back, and no program can set it.
     QT_STATBUF buffer;
     if (QT_STAT(QFile::encodeName(path).constData(), &buffer) != 0)
         return {};
-    return { qint64(buffer.st_size), qint64(buffer.st_mtim.tv_sec) * 1000 + buffer.st_mtim.tv_nsec / 1000000,
+    return { qint64(buffer.st_size), qint64(buffer.st_ctim.tv_sec) * 1000000000 + buffer.st_ctim.tv_nsec,
         S_ISDIR(buffer.st_mode) };
 #else
     const QFileInfo info(path);
@@ -466,13 +469,15 @@ VTXmlElement* VTIndexPrivate::loadVantle(
     VTXmlParser parser(&VTIndex::retrieveElementShouldGenerateElement, const_cast<QString*>(&key));
     setUpLookupParser(parser);
     const QList<QObject*> roots = parser.read(stored.scan.rootTag + piece + "</" + stored.scan.rootName.toUtf8() + '>');
-    // Positions in the piece, behind the root's start tag, to positions in the file.
+    // Positions in the piece, behind the root's start tag, to positions in the
+    // file; the tag's last line counted in characters, as columns are.
     const qint64 tagLines = stored.scan.rootTag.count('\n');
-    const qint64 tagTail = stored.scan.rootTag.size() - 1 - stored.scan.rootTag.lastIndexOf('\n');
+    const qint64 tagTail
+        = QString::fromUtf8(stored.scan.rootTag.mid(stored.scan.rootTag.lastIndexOf('\n') + 1)).size();
     for (const VTXmlParser::Problem& problem : parser.problems()) {
         const qint64 line = problem.line - tagLines;
         report(VTMessageWarning, stored.path, vantle.line + line - 1,
-            line == 1 ? vantle.column + problem.column - tagTail : problem.column, problem.message);
+            line == 1 ? vantle.column + problem.column - 1 - tagTail : problem.column, problem.message);
     }
     if (roots.size() != 1 || roots.first()->children().size() != 1) {
         qDeleteAll(roots);

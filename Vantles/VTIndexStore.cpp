@@ -82,9 +82,9 @@ private:
 // last commit left it.
 class SqliteStore : public VTIndexStore {
 public:
-    // Raised with every change of the tables below; a database of another
-    // version is made anew.
-    static constexpr int schemaVersion = 1;
+    // Raised with every change of the tables below or of what they hold; a
+    // database of another version is made anew.
+    static constexpr int schemaVersion = 2;
     static constexpr int applicationId = 0x56544c53; // "VTLS"
 
     ~SqliteStore() override

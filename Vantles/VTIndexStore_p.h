@@ -18,7 +18,7 @@ struct VTStoredFile {
     qint64 id = 0;
     QString path;
     qint64 size = -1;
-    qint64 modified = 0;
+    qint64 modified = 0; // when the file last changed, as the index measures it
     QString firstTag; // the first tag, judged line by line; "vantles" for a control file
     qint64 firstTagLine = 0;
     VTControlFileScan scan; // without its vantles

@@ -105,8 +105,9 @@ bool VTVideoComponent::resolveSource()
         }
         const QString path = view->findResource(m_pendingSource);
         m_sourceText = m_pendingSource;
-        if (!m_pendingSource.isEmpty() && QFileInfo(path).isFile())
-            m_controller->setSource(QUrl::fromLocalFile(path));
+        // A clip that is not there shows nothing, not the clip before it.
+        const bool found = !m_pendingSource.isEmpty() && QFileInfo(path).isFile();
+        m_controller->setSource(found ? QUrl::fromLocalFile(path) : QUrl());
         m_currentFrame = VTVideoFrame();
         update();
         resolved = true;

@@ -242,8 +242,12 @@ VTVideoFrame VTVideoController::getFrame(unsigned long long n)
 
 bool VTVideoController::setSource(const QUrl& url)
 {
+    bool changed;
     {
         std::lock_guard<std::mutex> locker(d->mutex);
+        // The source drops the old clip's frames first: woken before that,
+        // the thread would find the old frame 0 and show it again.
+        changed = d->source && d->source->setSource(url);
         d->state = stoppedState;
         d->position = 0;
         d->shown = d->none;
@@ -252,7 +256,7 @@ bool VTVideoController::setSource(const QUrl& url)
     }
     Q_EMIT stateChanged();
     Q_EMIT positionChanged();
-    return d->source && d->source->setSource(url);
+    return changed;
 }
 
 void VTVideoController::quit()

@@ -24,6 +24,8 @@ public:
     static constexpr unsigned long long none = ~0ULL;
 
     QUrl source;
+    // The URL asked for last, which the thread may not have loaded yet.
+    QUrl requested;
     bool shouldQuit = false;
     VTVideoSource::Action action = VTVideoSource::idleAction;
     qint64 budget = VTVideoFrameCache::defaultBudget;
@@ -55,6 +57,18 @@ public:
         std::lock_guard<std::mutex> locker(wakeMutex);
         wakePending = true;
         wake.notify_all();
+    }
+
+    // Under the frame lock: a fresh cache, or none until the next one is made.
+    void resetFrames(VTVideoFrameCache* fresh)
+    {
+        delete cache;
+        cache = fresh;
+        playhead = 0;
+        length = 0;
+        lengthKnown = false;
+        anyFrame = false;
+        seeking = none;
     }
 
     void queue(VTVideoSourceChange* change)
@@ -101,11 +115,19 @@ VTVideoSource::~VTVideoSource()
 
 bool VTVideoSource::setSource(const QUrl& url)
 {
-    QMutexLocker locker(&d->stateMutex);
-    if ((!url.isEmpty() && !url.isValid()) || url == d->source)
-        return false;
-    d->changes.append(new VTVideoSourceSourceChange(url));
-    d->wakeUp();
+    {
+        QMutexLocker locker(&d->stateMutex);
+        if ((!url.isEmpty() && !url.isValid()) || url == d->requested)
+            return false;
+        d->requested = url;
+    }
+    {
+        // The old clip's frames go before this returns, not when the thread
+        // gets to the change: until then a caller would still find them.
+        QMutexLocker locker(&d->frameMutex);
+        d->resetFrames(nullptr);
+    }
+    d->queue(new VTVideoSourceSourceChange(url));
     return true;
 }
 
@@ -245,13 +267,7 @@ void VTVideoSource::setupSource()
     {
         // The old frames go at once, also when no clip follows.
         QMutexLocker locker(&d->frameMutex);
-        delete d->cache;
-        d->cache = new VTVideoFrameCache(key, budget);
-        d->playhead = 0;
-        d->length = 0;
-        d->lengthKnown = false;
-        d->anyFrame = false;
-        d->seeking = d->none;
+        d->resetFrames(new VTVideoFrameCache(key, budget));
     }
     setAction(key.isEmpty() ? idleAction : decodeAction);
     Q_EMIT sourceChanged();

@@ -70,9 +70,9 @@ public:
     /// Stops the thread (see quit()).
     ~VTVideoSource() override;
 
-    /// Queues a change to @p url, or to no clip for an empty URL (which
-    /// frees the frames); false (and nothing queued) when the URL is invalid
-    /// or already the current one. Any thread.
+    /// Queues a change to @p url, or to no clip for an empty URL; the frames
+    /// of the clip before are freed at once. False (and nothing done) when
+    /// the URL is invalid or the one asked for last. Any thread.
     bool setSource(const QUrl& url);
     /// The clip's URL as the source's thread last applied it. Any thread.
     QUrl source() const;

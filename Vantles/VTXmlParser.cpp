@@ -223,7 +223,9 @@ QList<QObject*> VTXmlParser::read(QIODevice* input)
 
 QList<QObject*> VTXmlParser::read(const QByteArray& data)
 {
-    if (d->limits.maximumDocumentText > 0 && expansionBound(data) > d->limits.maximumDocumentText) {
+    // Without entities the text is counted as it is read.
+    if (d->limits.maximumDocumentText > 0 && data.contains("<!ENTITY")
+        && expansionBound(data) > d->limits.maximumDocumentText) {
         d->problems = { { 1, 1,
             QStringLiteral("The entities of this document could expand it beyond %1 characters: it is not read.")
                 .arg(d->limits.maximumDocumentText) } };
@@ -248,13 +250,19 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
 
     reader.setNamespaceProcessing(true);
     bool stopped = false;
+    bool afterText = false;
     while (!stopped && !reader.atEnd()) {
-        switch (reader.readNext()) {
+        // Where the next token begins, for a problem found in it: the reader
+        // has read the '<' that ends a text already.
+        const qint64 line = reader.lineNumber(), column = reader.columnNumber() + (afterText ? 0 : 1);
+        const QXmlStreamReader::TokenType token = reader.readNext();
+        afterText = token == QXmlStreamReader::Characters && !reader.isCDATA();
+        switch (token) {
         case QXmlStreamReader::StartElement:
             if (limits.maximumDepth > 0 && qsizetype(d->ancestors.size()) > limits.maximumDepth) {
                 // The holder is at the bottom of the stack: its size is the new element's depth.
                 if (!std::exchange(d->depthReported, true)) {
-                    d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                    d->problems.append({ line, column,
                         QStringLiteral("Elements are nested more than %1 deep here: this one and all below it "
                                        "are left out.")
                             .arg(limits.maximumDepth) });
@@ -278,7 +286,7 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
             QStringView text = reader.text();
             d->documentText += text.size();
             if (limits.maximumDocumentText > 0 && d->documentText > limits.maximumDocumentText) {
-                d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                d->problems.append({ line, column,
                     QStringLiteral("The text of this document exceeds %1 characters with its entities expanded: "
                                    "the rest is left out.")
                         .arg(limits.maximumDocumentText) });
@@ -290,7 +298,7 @@ QList<QObject*> VTXmlParser::readDocument(QXmlStreamReader& reader)
             XmlParserAncestorRecord& record = d->ancestors.back();
             if (limits.maximumElementText > 0 && record.text + text.size() > limits.maximumElementText) {
                 if (!std::exchange(record.cut, true)) {
-                    d->problems.append({ reader.lineNumber(), reader.columnNumber() + 1,
+                    d->problems.append({ line, column,
                         QStringLiteral("The text of this element exceeds %1 characters: the rest is left out.")
                             .arg(limits.maximumElementText) });
                 }

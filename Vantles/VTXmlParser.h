@@ -102,8 +102,8 @@ public:
      * when its document type declares entities, the longest expansion of one
      * of them (nested references included, at most what the reader allows)
      * for every '&'. The reader expands a run of references into one string
-     * before anyone can count it, so a document whose bound exceeds
-     * maximumDocumentText is not read at all.
+     * before anyone can count it, so a document that declares entities and
+     * whose bound exceeds maximumDocumentText is not read at all.
      */
     static qint64 expansionBound(const QByteArray& data);
 

@@ -132,10 +132,13 @@ void TestVantlesTool::checkReportsEachMistake_data()
     row("no mistake", {}, {}, "0 errors, 0 warnings in 2 packages, 2 control files and 2 keys\\.", 0);
     row("not well-formed", { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\"><title>T</vantle>\n" } }, {},
         "data/P.vantles/Control/a.xml:2:\\d+: error: Opening and ending tag mismatch\\..*", 1);
-    row("key in two files", { { "data/P.vantles/Control/b.xml", "<vantles>\n\n<vantle key=\"k\"/>\n</vantles>\n" } },
-        {}, "data/P.vantles/Control/(a|b).xml:\\d:1: warning: The key \"k\" is also defined for .* at "
-            "data/P.vantles/Control/(a|b).xml:\\d:1, which is searched first\\.",
-        0);
+    // The second place is named exactly; from the root folder, with the data
+    // folder given as an absolute one, by absolute paths.
+    const Files twice { { "data/P.vantles/Control/b.xml", "<vantles>\n\n  <vantle key=\"k\"/>\n</vantles>\n" } };
+    const char* second = "DIR/P.vantles/Control/b.xml:3:3: warning: The key \"k\" is also defined for every locale at "
+                         "DIR/P.vantles/Control/a.xml:2:1, which is searched first\\.";
+    row("key in two files", twice, {}, second, 0);
+    row("run from the root folder", twice, { "ROOT" }, second, 0);
     row("search names no package", { { "data/P.vantles/Control/a.xml", "<vantles search=\"Qx\">\n</vantles>\n" } },
         {}, "data/P.vantles/Control/a.xml:1:1: warning: The search list names \"Qx\", which is no package.*", 0);
     row("package without control folder", { { "data/R.vantles/ui/VantleUI.qml", qml } }, {},
@@ -165,15 +168,24 @@ void TestVantlesTool::checkReportsEachMistake_data()
             { "data/P.vantles/l10n/Vantles_fr_FR.qm", ts("<message><source>Other</source><translation>Autre</translation></message>\n") } },
         {}, "data/P.vantles/ui/VantleUI.qml:3: warning: .*Vantles_fr_FR.qm has no translation of \"Pin\" \\(context UI\\).*",
         0);
+    // Columns count characters, a four-byte one as one.
     row("markup in text",
-        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\">\n  <text>Use the <b>File</b> menu.</text>\n</vantle>\n</vantles>\n" } },
-        {}, "data/P.vantles/Control/a.xml:3:3: warning: <text> holds both text and elements \\(<b> at line 3\\).*", 0);
+        { { "data/P.vantles/Control/a.xml", head + "<vantle key=\"k\">\n  <!-- \xC3\xA9\xF0\x9F\x98\x80 --><text>Use the "
+                                                  "<b>File</b> menu.</text>\n</vantle>\n</vantles>\n" } },
+        {}, "data/P.vantles/Control/a.xml:3:14: warning: <text> holds both text and elements \\(<b> at line 3\\).*", 0);
     row("key data names an unknown key",
         { { "keys.xml", "<vantlekeys>\n  <key name=\"k\"/>\n  <key name=\"gone\"/>\n</vantlekeys>\n" } },
-        { "--key-data", "keys.xml" }, "keys.xml:3:\\d+: warning: The key \"gone\" is defined by no control file\\.", 0);
+        { "--key-data", "keys.xml" }, "keys.xml:3:3: warning: The key \"gone\" is defined by no control file\\.", 0);
     // A control file whose root is misspelt: a warning, which --werror makes fail.
     row("warnings fail with --werror", { { "data/P.vantles/Control/b.xml", "<vantels/>\n" } }, { "--werror" },
         "0 errors, 1 warning in .*", 1);
+    row("--werror without warnings", {}, { "--werror" }, "0 errors, 0 warnings in .*", 0);
+    // Only the vantles of the locale given, and those for every locale, are
+    // checked; a line after "\n!" must be in no line of the output.
+    row("--locale",
+        { { "data/P.vantles/Control/f.xml", "<vantles locale=\"fr_FR\">\n<vantle key=\"f\" ui=\"ui/F.qml\"/>\n</vantles>\n" },
+            { "data/P.vantles/Control/g.xml", "<vantles locale=\"de_DE\">\n<vantle key=\"g\" ui=\"ui/G.qml\"/>\n</vantles>\n" } },
+        { "--locale", "de_DE" }, "DIR/P.vantles/Control/g.xml:2:1: warning: Can't find the interface file .*\n!.*/F\\.qml.*", 0);
 }
 
 void TestVantlesTool::checkReportsEachMistake()
@@ -184,17 +196,24 @@ void TestVantlesTool::checkReportsEachMistake()
     QFETCH(int, status);
 
     QTemporaryDir dir;
+    const bool fromRoot = options.removeAll(QStringLiteral("ROOT"));
     Files package { { "data/P.vantles/Control/a.xml", "<vantles search=\"Q\">\n<vantle key=\"k\"/>\n</vantles>\n" },
         { "data/P.vantles/ui/VantleUI.qml",
             "import QtQuick 2.15\nItem {\n    Text { text: vantleView.translate(\"Pin\", \"UI\") }\n}\n" },
         { "data/Q.vantles/Control/q.xml", "<vantles>\n<vantle key=\"q\"/>\n</vantles>\n" } };
     package.insert(files);
     QVERIFY(write(dir, package));
+    const QString data = fromRoot ? dir.filePath(QStringLiteral("data")) : QStringLiteral("data");
+    expected.replace(QStringLiteral("DIR"),
+        fromRoot ? QRegularExpression::escape(QFileInfo(data).canonicalFilePath()) : QStringLiteral("data"));
 
-    const Run check = run(QStringList { QStringLiteral("check"), QStringLiteral("data") } + options, dir.path());
+    const Run check = run(QStringList { QStringLiteral("check"), data } + options, fromRoot ? QStringLiteral("/") : dir.path());
     const QStringList lines = check.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    const QRegularExpression pattern(QRegularExpression::anchoredPattern(expected));
-    QVERIFY2(lines.filter(pattern).size() == 1, qPrintable(check.out + check.err));
+    const QStringList patterns = expected.split(QStringLiteral("\n!"));
+    for (const QString& pattern : patterns) {
+        const int matching = int(lines.filter(QRegularExpression(QRegularExpression::anchoredPattern(pattern))).size());
+        QVERIFY2(matching == (pattern == patterns.first() ? 1 : 0), qPrintable(pattern + '\n' + check.out + check.err));
+    }
     QCOMPARE(check.status, status);
 }
 
@@ -212,19 +231,37 @@ void TestVantlesTool::usageAndJson()
             qPrintable(arguments.join(QLatin1Char(' ')) + QLatin1String(": ") + usage.err));
     }
 
+    // Each finding as JSON, an error and a warning.
     QTemporaryDir dir;
-    QVERIFY(write(dir, { { "data/P.vantles/Control/a.xml", "<vantles>\n<vantle/>\n</vantles>\n" } }));
+    QVERIFY(write(dir,
+        { { "data/P.vantles/Control/a.xml", "<vantles>\n<vantle/>\n</vantles>\n" },
+            { "data/P.vantles/Control/b.xml", "<vantles>\n <vantle key=\"k\"><title>T</vantle>\n</vantles>\n" } }));
     const Run json = run({ QStringLiteral("check"), dir.filePath(QStringLiteral("data")), QStringLiteral("--json") });
-    QCOMPARE(json.status, 0);
-    const QJsonArray findings = QJsonDocument::fromJson(json.out.toUtf8()).array();
-    QCOMPARE(findings.size(), 1);
-    const QJsonObject finding = findings.first().toObject();
-    QCOMPARE(finding.value(QLatin1String("file")).toString(),
-        QFileInfo(dir.filePath(QStringLiteral("data/P.vantles/Control/a.xml"))).canonicalFilePath());
-    QCOMPARE(finding.value(QLatin1String("line")).toInt(), 2);
-    QCOMPARE(finding.value(QLatin1String("column")).toInt(), 1);
-    QCOMPARE(finding.value(QLatin1String("severity")).toString(), QStringLiteral("warning"));
-    QCOMPARE(finding.value(QLatin1String("message")).toString(), QStringLiteral("This <vantle> has no \"key\" attribute."));
+    QCOMPARE(json.status, 1);
+    const QString control = QFileInfo(dir.filePath(QStringLiteral("data"))).canonicalFilePath() + "/P.vantles/Control/";
+    QStringList findings;
+    for (const QJsonValue& finding : QJsonDocument::fromJson(json.out.toUtf8()).array()) {
+        QStringList fields;
+        for (const char* name : { "file", "line", "column", "severity", "message" })
+            fields.append(finding.toObject().value(QLatin1String(name)).toVariant().toString().remove(control));
+        findings.append(fields.join(QLatin1Char('|')));
+    }
+    findings.sort();
+    QCOMPARE(findings,
+        QStringList({ "a.xml|2|1|warning|This <vantle> has no \"key\" attribute.",
+            "b.xml|2|34|error|Opening and ending tag mismatch. The rest of the file is ignored." }));
+
+    // A control file in Latin-1, as its declaration says, is read as such.
+    QVERIFY(write(dir,
+        { { "latin/P.vantles/Control/l.xml",
+            "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<vantles>\n<vantle key=\"caf\xE9\"><title>Caf\xE9 "
+            "cr\xE8me</title></vantle>\n</vantles>\n" } }));
+    const Run latin = run({ QStringLiteral("dump"), dir.filePath(QStringLiteral("latin")), QStringLiteral("caf\u00e9") });
+    QCOMPARE(latin.status, 0);
+    QCOMPARE(latin.out,
+        QStringLiteral("<vantle VTLocation=\"%1/P.vantles/Control/l.xml\" VTPackagName=\"P\" key=\"caf\u00e9\">\n"
+                       "    <title>Caf\u00e9 cr\u00e8me</title>\n</vantle>\n")
+            .arg(QFileInfo(dir.filePath(QStringLiteral("latin"))).canonicalFilePath()));
 }
 
 void TestVantlesTool::showPicturesTheVantle()

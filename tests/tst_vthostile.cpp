@@ -106,26 +106,11 @@ void TestVTHostile::hostileContent_data()
     deep += "<title>deep</title>";
     for (int i = 0; i < 50000; ++i)
         deep += "</g>";
-    QByteArray references;
-    for (int i = 0; i < 50000; ++i)
-        references += "&e;";
-    // Refused whole: the reader would expand the run into one string first.
-    const QByteArray expanding = "<!DOCTYPE vantles [<!ENTITY e \"" + QByteArray(4000, 'x') + "\">]>\n"
-        + vantle("", "").replace("</vantles>", "<vantle key=\"x\"><text>" + references + "</text></vantle>\n</vantles>");
 
     QTest::newRow("image inside the package")
         << Files { { control, vantle("", "<image source=\"pic.png\"/>") } } << QString() << true << 0 << 7;
     QTest::newRow("deep nesting") << Files { { control, vantle("", deep) } }
                                   << "200:Control/a.xml:2:\\d+: Elements are nested more than 66 deep" << true << 0 << 0;
-    QTest::newRow("entities expanding to 200 million characters")
-        << Files { { control, expanding } }
-        << "100:Control/a.xml:1:1: The entities of this file could expand it beyond 4194304 characters" << false
-        << -1 << 0;
-    QTest::newRow("3 MB of text") << Files { { control, vantle("", "<text>" + QByteArray(3 << 20, 'a') + "</text>") } }
-                                  << "200:Control/a.xml:2:\\d+: The text of this element exceeds 32768" << true << 32768
-                                  << 0;
-    QTest::newRow("17 MB of newlines") << Files { { "Control/b.xml", QByteArray(17 << 20, '\n') } }
-                                       << "200:Control/b.xml: The file is larger than 16 MiB" << true << 0 << 0;
     QTest::newRow("NUL byte") << Files { { control, vantle("", "<text>a\0b</text>") } }
                               << "100:Control/a.xml:2:\\d+: " << false << -1 << 0;
     QTest::newRow("truncated") << Files { { control, vantle("", "").left(30) } }
@@ -138,6 +123,10 @@ void TestVTHostile::hostileContent_data()
     QTest::newRow("../ in image path")
         << Files { { control, vantle("", "<image source=\"../../../../../../../../.." + outside + "/outside.png\"/>") } }
         << "200:Control/a.xml:2:1: \".*outside.png\" leads outside" << true << 0 << 0;
+    QTest::newRow("sibling folder named like the package")
+        << Files { { control, vantle("", "<image source=\"../../P.vantles-x/pic.png\"/>") },
+               { "../P.vantles-x/pic.png", "x" } }
+        << "200:Control/a.xml:2:1: \".*/P.vantles-x/pic.png\" leads outside" << true << 0 << 0;
     QTest::newRow("resources folder outside")
         << Files { { control, vantle(" resources=\"" + outside + "\"", "<image source=\"outside.png\"/>") } }
         << "200:Control/a.xml:2:1: \".*outside.png\" leads outside" << true << 0 << 0;

@@ -43,12 +43,16 @@ private Q_SLOTS:
     void retrievedElementCarriesOriginAndKeyData();
     void brokenControlFilesGiveNullWithoutCrash_data();
     void brokenControlFilesGiveNullWithoutCrash();
+    void contentLimitsHoldAtTheLimitAndCutOnePast_data();
+    void contentLimitsHoldAtTheLimitAndCutOnePast();
 
     void fastScanAgreesWithTheReader_data();
     void fastScanAgreesWithTheReader();
     void lookupsAgreeWithAScanOfEveryFile();
     void databaseKeepsWhatWasReadAcrossStarts();
     void filesAddedEditedOrRemovedWhileRunningAreFollowed();
+    void editsKeepingSizeAndTimeAreSeen_data();
+    void editsKeepingSizeAndTimeAreSeen();
 };
 
 namespace {
@@ -284,20 +288,14 @@ void TestVTIndex::keysAreDirectChildrenInSearchOrder()
 
 void TestVTIndex::setupClearsAndLostContextIsReplaced()
 {
-    for (const QVariant& setting : { QVariant(), QVariant(true), QVariant(false) }) {
-        VTContext context;
-        if (setting.isValid())
-            context.set(VTContextSetupClearsIndex, setting);
-        ClearCountingIndex index(&context, {});
-        QVERIFY(index.setup());
-        QCOMPARE(index.clears, setting == QVariant(false) ? 0 : 1);
-    }
-
-    // Once its context is deleted, the index makes its own.
+    // Once its context is deleted, the index makes its own, and setup()
+    // reads it: unless a context says otherwise, it clears.
     auto host = new VTContext;
-    host->set(VTContextPackageExtension, QStringLiteral("pkg"));
+    host->set(VTContextSetupClearsIndex, false);
     ClearCountingIndex watching(host, {});
     QCOMPARE(watching.context(), host);
+    QVERIFY(watching.setup());
+    QCOMPARE(watching.clears, 0);
     delete host;
     VTContext* made = watching.context();
     QCOMPARE(made->parent(), &watching);
@@ -484,6 +482,77 @@ void TestVTIndex::brokenControlFilesGiveNullWithoutCrash()
     QCOMPARE(problems, problem.isEmpty() ? QStringList() : QStringList(problem));
 }
 
+void TestVTIndex::contentLimitsHoldAtTheLimitAndCutOnePast_data()
+{
+    QTest::addColumn<QByteArray>("head"); // before the root
+    QTest::addColumn<QByteArray>("body"); // of <vantle key="k"> on line 2, after a root tag with an accent
+    QTest::addColumn<qint64>("size"); // of the file, padded with a comment at its end; 0: as it is
+    QTest::addColumn<QString>("served"); // elements below the vantle, longest text; empty: nothing
+    QTest::addColumn<QString>("problem");
+
+    const QByteArray x = "<t>x</t>";
+    auto nested = [&](int levels) {
+        return QByteArray("<g>").repeated(levels - 1) + x + QByteArray("</g>").repeated(levels - 1);
+    };
+    const QByteArray a(16384, 'a'), b(16383, 'b');
+    const QString cut
+        = QStringLiteral("a.xml:2:%1: The text of this element exceeds 32768 characters: the rest is left out.");
+    QTest::newRow("64 levels below the vantle") << QByteArray() << nested(64) << 0LL << "64/1" << QString();
+    QTest::newRow("65 levels") << QByteArray() << nested(65) << 0LL << "64/0"
+                               << "a.xml:2:209: Elements are nested more than 66 deep here: this one and all below "
+                                  "it are left out.";
+    QTest::newRow("text of 32768") << QByteArray() << "<t>" + a + a + "</t>" << 0LL << "1/32768" << QString();
+    QTest::newRow("text of 32769") << QByteArray() << "<t>" + a + a + "x</t>" << 0LL << "1/32768" << cut.arg(20);
+    const QByteArray pieces = "<t>" + a + "<![CDATA[" + b + "]]><!-- note -->c";
+    QTest::newRow("text of 32768 in pieces") << QByteArray() << pieces + "</t>" << 0LL << "1/32768" << QString();
+    QTest::newRow("text of 32769 in pieces") << QByteArray() << pieces + "d</t>" << 0LL << "1/32768" << cut.arg(32812);
+    const qint64 largest = VTIndex::MaximumControlFileSize;
+    QTest::newRow("file of 16 MiB") << QByteArray() << x << largest << "1/1" << QString();
+    QTest::newRow("file one byte larger") << QByteArray() << x << largest + 1 << QString()
+                                          << "a.xml: The file is larger than 16 MiB: it is not read.";
+    // Read whole, not in pieces, and without entities taken for what it is.
+    QTest::newRow("Latin-1 file of 16 MiB")
+        << QByteArray("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>") << x << largest << "1/1" << QString();
+    // Bound to expand the file to its size plus 4000 characters for each "&".
+    const QByteArray entity = "<!DOCTYPE vantles [<!ENTITY e \"" + QByteArray(4000, 'x') + "\">]>";
+    const QByteArray references = QByteArray("<t>&e;</t>").repeated(1000);
+    const qint64 bound = VTIndex::MaximumFileText - 1000 * 4000;
+    QTest::newRow("entities up to 4 MiB") << entity << references << bound << "1000/4000" << QString();
+    QTest::newRow("entities one past 4 MiB")
+        << entity << references << bound + 1 << QString()
+        << "a.xml:1:1: The entities of this file could expand it beyond 4194304 characters. The file is not read.";
+}
+
+void TestVTIndex::contentLimitsHoldAtTheLimitAndCutOnePast()
+{
+    QFETCH(QByteArray, head);
+    QFETCH(QByteArray, body);
+    QFETCH(qint64, size);
+
+    QByteArray xml = head + "<vantles note=\"\xC3\x89\">\n<vantle key=\"k\">" + body + "</vantle>\n</vantles>\n";
+    if (size)
+        xml.append("<!--" + QByteArray(size - xml.size() - 7, ' ') + "-->");
+    QTemporaryDir dir;
+    VTIndex index(nullptr, {});
+    QStringList problems;
+    connect(&index, &VTIndex::problemFound, this, [&](const Vantles::VTProblem& p) {
+        problems.append(p.toString().remove(dir.filePath(QStringLiteral("loc/"))));
+    });
+    addFile(index, dir, QStringLiteral("a.xml"), xml);
+    const Lookup found(index, QStringLiteral("k"));
+    QString served;
+    if (found.result) {
+        const QList<VTXmlElement*> below = found.result->findChildren<VTXmlElement*>();
+        qsizetype longest = 0;
+        for (const VTXmlElement* element : below)
+            longest = qMax(longest, element->content().size());
+        served = QStringLiteral("%1/%2").arg(below.size()).arg(longest);
+    }
+    QTEST(served, "served");
+    QFETCH(QString, problem);
+    QCOMPARE(problems, problem.isEmpty() ? QStringList() : QStringList(problem));
+}
+
 void TestVTIndex::fastScanAgreesWithTheReader_data()
 {
     QTest::addColumn<QByteArray>("body"); // inside <vantles search="S">, unless it starts with '!'
@@ -594,10 +663,14 @@ void TestVTIndex::databaseKeepsWhatWasReadAcrossStarts()
     QTemporaryDir dir;
     const QString location = dir.filePath(QStringLiteral("loc"));
     const QString database = dir.filePath(QStringLiteral("index.sqlite"));
-    // The vantle without a key is reported whenever its file is read.
+    // The vantle without a key and the search list naming no package are
+    // reported whenever their file is read.
     const QString a = VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("a", "A") + "<!-- <vantle/> -->");
     VTTest::writeFile(dir, QStringLiteral("loc/b.xml"), "<vantles><vantle key=\"b\"><title>B</title></vantle><vantle/></vantles>");
-    // Each start indexes the folder's files and answers for "a", "b" and "c".
+    VTTest::writeFile(dir, QStringLiteral("loc/l.xml"),
+        VTTest::controlFileXml(QStringLiteral("fr_FR"), QStringLiteral("S"), { { "l", "<title>fr</title>" } }));
+    // Each start indexes the folder's files and answers for "a", "b", "c"
+    // and "l", then for "l" in French, which only it serves, with its search list.
     auto start = [&](QStringList* titles) {
         VTContext context;
         context.set(VTContextIndexDatabase, database);
@@ -607,30 +680,35 @@ void TestVTIndex::databaseKeepsWhatWasReadAcrossStarts()
         for (const QString& name : QDir(location).entryList({ QStringLiteral("*.xml") }, QDir::Files, QDir::Name))
             index.indexControlFile(QDir(location).filePath(name), location);
         index.checkReferences();
-        for (const char* key : { "a", "b", "c" })
+        for (const char* key : { "a", "b", "c", "l" })
             titles->append(Lookup(index, QLatin1String(key)).title());
+        const Lookup french(index, QStringLiteral("l"), QLocale(QStringLiteral("fr_FR")));
+        titles->append(french.title() + QLatin1Char('/')
+            + (french.result ? french.root->attribute(QStringLiteral("search")) : QString()));
         return int(problems.count());
     };
     QStringList titles;
-    QCOMPARE(start(&titles), 1);
-    QCOMPARE(titles, QStringList({ "A", "B", "" }));
+    QCOMPARE(start(&titles), 2);
+    QCOMPARE(titles, QStringList({ "A", "B", "", "", "fr/S" }));
     // Unchanged: nothing is read again.
     titles.clear();
     QCOMPARE(start(&titles), 0);
-    QCOMPARE(titles, QStringList({ "A", "B", "" }));
+    QCOMPARE(titles, QStringList({ "A", "B", "", "", "fr/S" }));
     // A changed, an added and a removed file.
     VTTest::writeFile(dir, QStringLiteral("loc/a.xml"), vantleFile("a", "A2"));
     VTTest::writeFile(dir, QStringLiteral("loc/c.xml"), vantleFile("c", "C"));
     QVERIFY(QFile::remove(dir.filePath(QStringLiteral("loc/b.xml"))));
     titles.clear();
     QCOMPARE(start(&titles), 0);
-    QCOMPARE(titles, QStringList({ "A2", "", "C" }));
-    // A damaged file and one of another version are made anew: every file is read.
+    QCOMPARE(titles, QStringList({ "A2", "", "C", "", "fr/S" }));
+    // A damaged file and one of another version are made anew: every file is
+    // read, and what the other version wrote is not believed.
     for (const QByteArray& broken : { QByteArray("not a database at all, just bytes"), QByteArray() }) {
         if (broken.isNull()) {
             QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("test"));
             db.setDatabaseName(database);
-            QVERIFY(db.open() && QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 99")));
+            QVERIFY(db.open() && QSqlQuery(db).exec(QStringLiteral("UPDATE vantles SET key = 'stale'"))
+                && QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 1")));
             db.close();
             db = QSqlDatabase();
             QSqlDatabase::removeDatabase(QStringLiteral("test"));
@@ -642,8 +720,8 @@ void TestVTIndex::databaseKeepsWhatWasReadAcrossStarts()
         }
         VTTest::writeFile(dir, QStringLiteral("loc/d.xml"), "<vantles><vantle/></vantles>");
         titles.clear();
-        QCOMPARE(start(&titles), 1);
-        QCOMPARE(titles, QStringList({ "A2", "", "C" }));
+        QCOMPARE(start(&titles), 2);
+        QCOMPARE(titles, QStringList({ "A2", "", "C", "", "fr/S" }));
         QVERIFY(QFile::remove(dir.filePath(QStringLiteral("loc/d.xml"))));
     }
 }
@@ -666,6 +744,51 @@ void TestVTIndex::filesAddedEditedOrRemovedWhileRunningAreFollowed()
     QVERIFY(QFile::remove(a));
     QTRY_COMPARE(index.controlPaths().size(), 2);
     QCOMPARE(index.keys(), QStringList({ "c", "b" }));
+}
+
+void TestVTIndex::editsKeepingSizeAndTimeAreSeen_data()
+{
+    QTest::addColumn<QString>("edited");
+    QTest::addColumn<QByteArray>("from"); // replaced by "to"
+    QTest::addColumn<QByteArray>("to");
+    QTest::addColumn<QStringList>("expected"); // of "k" and "j": the title, "/", the key data's title; "-": none
+    QTest::newRow("control file") << "loc/a.xml" << QByteArray("key=\"k\"") << QByteArray("key=\"j\"")
+                                  << QStringList { "-", "v1/" };
+    QTest::newRow("key-data file") << "keys.xml" << QByteArray("v1") << QByteArray("v2") << QStringList { "v1/v2", "-" };
+}
+
+void TestVTIndex::editsKeepingSizeAndTimeAreSeen()
+{
+    QFETCH(QString, edited);
+    QFETCH(QByteArray, from);
+    QFETCH(QByteArray, to);
+    QTemporaryDir dir;
+    VTContext context;
+    context.set(VTContextKeyDataFile, VTTest::writeFile(dir, QStringLiteral("keys.xml"),
+                                          "<vantlekeys><key name=\"k\" title=\"v1\"/></vantlekeys>"));
+    VTIndex index(&context, {});
+    addFile(index, dir, QStringLiteral("a.xml"), vantleFile(QStringLiteral("k"), "v1"));
+    auto titles = [&] {
+        QStringList result;
+        for (const QString& key : { QStringLiteral("k"), QStringLiteral("j") }) {
+            const Lookup found(index, key);
+            result.append(found.result
+                    ? found.title() + QLatin1Char('/') + found.result->attribute(QStringLiteral("title"))
+                    : QStringLiteral("-"));
+        }
+        return result;
+    };
+    QCOMPARE(titles(), QStringList({ "v1/v1", "-" }));
+    // Rewritten in place, of the same size, its modification time set back.
+    QFile file(dir.filePath(edited));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const QDateTime modified = file.fileTime(QFileDevice::FileModificationTime);
+    const QByteArray text = file.readAll();
+    QVERIFY(file.seek(0) && file.write(QByteArray(text).replace(from, to)) == text.size() && file.flush());
+    QVERIFY(file.setFileTime(modified, QFileDevice::FileModificationTime));
+    file.close();
+    QCOMPARE(QFileInfo(file).lastModified(), modified);
+    QTEST(titles(), "expected");
 }
 
 QTEST_GUILESS_MAIN(TestVTIndex)

@@ -31,7 +31,6 @@ private Q_SLOTS:
     void gatePassesTypesUpToThresholdToTheHandler();
     void loadingMessagesReachOnlyTheDefaultHandlerOfACopiedContext_data();
     void loadingMessagesReachOnlyTheDefaultHandlerOfACopiedContext();
-    void defaultHooksAnswerWithoutTheHost();
 
     void sameFolderIsScannedEachTimeButRecordedOnce();
     void onlyFilesDirectlyInControlFolderAreIndexedAndLinksNotFollowed();
@@ -41,7 +40,6 @@ private Q_SLOTS:
     void indexIsOpenedAndGoesOnlyWithTheManagerThatMadeIt();
     void settingsApplyFromConstructionToDestruction_data();
     void settingsApplyFromConstructionToDestruction();
-    void loadDataFilterBuildsOnlyVantleElements();
 };
 
 namespace {
@@ -216,24 +214,6 @@ void TestVTManager::loadingMessagesReachOnlyTheDefaultHandlerOfACopiedContext()
     iface.manager()->handleMessage(VTMessageWarning, QStringLiteral("dropped"));
     QCOMPARE(iface.messages, QStringList(QStringLiteral("200:after")));
     QCOMPARE(log.debugMessages().size(), messages.size());
-}
-
-void TestVTManager::defaultHooksAnswerWithoutTheHost()
-{
-    VTContext context;
-    WithIndex<> iface(context);
-    QObject named;
-    named.setObjectName(QStringLiteral("saveButton"));
-    QCOMPARE(iface.manager()->keyForObject(&named), QStringLiteral("saveButton"));
-    QVERIFY(iface.keyForObject(nullptr).isEmpty());
-
-    // Type 2 would start a browser, so only the other two are tried.
-    for (const QString& resource : { QStringLiteral("topic"), QStringLiteral("/tmp"), QString() }) {
-        QVERIFY(!iface.openExternalResource(VTExternalResourceDocumentation, resource));
-        QVERIFY(!iface.openExternalResource(VTExternalResourcePath, resource));
-    }
-    QCOMPARE(iface.shortCutForObject(QStringLiteral("k"), &named, QStringLiteral("Ctrl+S")), QStringLiteral("Ctrl+S"));
-    QCOMPARE(iface.createWindow(VTWindowReserved), nullptr);
 }
 
 void TestVTManager::sameFolderIsScannedEachTimeButRecordedOnce()
@@ -431,18 +411,6 @@ void TestVTManager::settingsApplyFromConstructionToDestruction()
     iface.reset();
     QVERIFY(!first.testAttribute(Qt::WA_AlwaysShowToolTips));
     QVERIFY(!second.testAttribute(Qt::WA_AlwaysShowToolTips));
-}
-
-void TestVTManager::loadDataFilterBuildsOnlyVantleElements()
-{
-    QXmlStreamAttributes attributes;
-    attributes.append(QStringLiteral("key"), QStringLiteral("k"));
-    const QList<QPair<const char*, int>> answers { { "vantle", 1 }, { "vantles", 1 }, { "Vantle", 4 },
-        { "vantlesx", 4 }, { "vt:vantle", 4 }, { "title", 4 }, { "", 4 } };
-    for (const auto& [tag, answer] : answers) {
-        QCOMPARE(loadDataShouldGenerateElement(QLatin1String(tag), attributes, nullptr), answer);
-        QCOMPARE(loadDataShouldGenerateElement(QLatin1String(tag), {}, this), answer);
-    }
 }
 
 QTEST_MAIN(TestVTManager)

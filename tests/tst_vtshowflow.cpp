@@ -651,6 +651,14 @@ void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine_data()
     QTest::newRow("key twice in a file")
         << Files { { control, vantles("", good + good) } } << QVariantMap() << "k" << false
         << "200:P.vantles/Control/a.xml:3:1: The key \"k\" is defined twice in this file \\(also at line 2\\)";
+    // Columns count characters: two, three and four bytes of UTF-8 make one each.
+    QTest::newRow("tag after non-ASCII text")
+        << Files { { control, vantles("", good + "<!-- \xC3\xA9\xE2\x82\xAC\xE4\xB8\xAD\xF0\x9F\x98\x80 --><vantle/>\n") } }
+        << QVariantMap() << "k" << true << "200:P.vantles/Control/a.xml:3:14: This <vantle> has no \"key\" attribute\\.";
+    QTest::newRow("key in two files")
+        << Files { { "P.vantles/Control/b.xml", vantles("", "\n  " + good) } } << QVariantMap() << "k" << true
+        << "200:P.vantles/Control/b.xml:3:3: The key \"k\" is also defined for every locale at "
+           "P.vantles/Control/a.xml:2:1, which is searched first\\.$";
     QTest::newRow("invalid locale") << Files { { control, vantles(" locale=\"english\"", good) } } << QVariantMap()
                                     << "k" << false
                                     << "200:P.vantles/Control/a.xml:1:1: \"english\" is not a valid locale name";

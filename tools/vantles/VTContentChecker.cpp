@@ -289,17 +289,20 @@ void VTContentCheckerPrivate::checkMixedContent(const QString& file)
     // Read from text, so that the reader's offsets index it: a start tag
     // begins at the last "<" before the offset the reader ends it at.
     const QString text = QString::fromUtf8(input.readAll());
+    // Columns in characters, as the index gives them: a surrogate pair is one.
     qsizetype counted = 0;
     qint64 line = 1;
-    qsizetype lineStart = 0;
+    qint64 column = 1;
     auto placeOf = [&](qsizetype offset) {
         for (; counted < offset; ++counted) {
             if (text.at(counted) == QLatin1Char('\n')) {
                 ++line;
-                lineStart = counted + 1;
+                column = 1;
+            } else if (!text.at(counted).isLowSurrogate()) {
+                ++column;
             }
         }
-        return std::pair<qint64, qint64>(line, offset - lineStart + 1);
+        return std::pair<qint64, qint64>(line, column);
     };
     struct Open {
         QString name;
@@ -362,15 +365,22 @@ void VTContentCheckerPrivate::checkKeyData(const QSet<QString>& keys)
 
     QXmlStreamReader reader(&file);
     int depth = 0;
+    bool afterText = false;
     while (!reader.atEnd() && !reader.hasError()) {
+        // Where the tag about to be read begins: the reader has read the '<'
+        // that ends a text already.
+        const qint64 line = reader.lineNumber(), column = reader.columnNumber() + (afterText ? 0 : 1);
         const QXmlStreamReader::TokenType token = reader.readNext();
+        afterText = token == QXmlStreamReader::Characters && !reader.isCDATA();
         if (token == QXmlStreamReader::EndElement)
             --depth;
         if (token != QXmlStreamReader::StartElement)
             continue;
         ++depth;
+        // The reader skips the blanks before the first element: the line its
+        // tag ends on stands for its place.
         if (depth == 1 && reader.qualifiedName() != QLatin1String("vantlekeys")) {
-            report(VTMessageWarning, path, reader.lineNumber(), reader.columnNumber(),
+            report(VTMessageWarning, path, reader.lineNumber(), 0,
                 QStringLiteral("The first element is <%1>, not <vantlekeys>: this is not a key-data file.")
                     .arg(reader.qualifiedName()));
             return;
@@ -379,10 +389,10 @@ void VTContentCheckerPrivate::checkKeyData(const QSet<QString>& keys)
             continue;
         const QString name = reader.attributes().value(QLatin1String("name")).toString();
         if (name.isEmpty()) {
-            report(VTMessageWarning, path, reader.lineNumber(), reader.columnNumber(),
+            report(VTMessageWarning, path, line, column,
                 QStringLiteral("This <key> has no \"name\" attribute."));
         } else if (!keys.contains(name)) {
-            report(VTMessageWarning, path, reader.lineNumber(), reader.columnNumber(),
+            report(VTMessageWarning, path, line, column,
                 QStringLiteral("The key \"%1\" is defined by no control file.").arg(name));
         }
     }

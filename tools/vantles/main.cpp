@@ -97,9 +97,11 @@ void quietMessages(QtMsgType type, const QMessageLogContext&, const QString& mes
         std::fprintf(stderr, "%s\n", qPrintable(message));
 }
 
+// Relative to the current folder below it; absolute elsewhere, and from the
+// root folder, where a relative path would read as one below any folder.
 QString displayPath(const QString& path)
 {
-    if (path.isEmpty())
+    if (path.isEmpty() || QDir::current().isRoot())
         return path;
     const QString relative = QDir::current().relativeFilePath(path);
     return relative.startsWith(QLatin1String("../")) ? path : relative;
