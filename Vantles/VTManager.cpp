@@ -611,14 +611,16 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
 
     const QPoint pos = tooltipPosition(globalPos, referenceWidget);
 
-    // The view holds the only reference to the tree from here on.
-    view->replaceContent(element);
-
+    // Before the interface reads the content: its bindings are not told of
+    // a changed attribute.
     const QString text
         = d->interface ? d->interface->shortCutForObject(key, object, element->attribute(QStringLiteral("shortcut")))
                        : QString();
     if (!text.isEmpty())
         element->setAttribute(QStringLiteral("shortcut"), text);
+
+    // The view holds the only reference to the tree from here on.
+    view->replaceContent(element);
 
     // The package root lies depth - 1 folders above the control file's
     // folder; an index that reports a depth below 1 gets the folder itself.

@@ -27,6 +27,8 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QResizeEvent>
+#include <QSGRendererInterface>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
 #include <QScreen>
@@ -797,6 +799,45 @@ void VTView::focusInEvent(QFocusEvent* event)
             }
         },
         Qt::QueuedConnection);
+}
+
+// Children first: a positioner or layout sizes itself from its children's
+// sizes once they have been laid out.
+static void polishTree(QQuickItem* item)
+{
+    const QList<QQuickItem*> children = item->childItems();
+    for (QQuickItem* child : children)
+        polishTree(child);
+    item->ensurePolished();
+}
+
+void VTView::settle()
+{
+    QQuickItem* root = rootObject();
+    if (!root)
+        return;
+    // Positioners and layouts place their items, and so give the root item
+    // its size, only when the scene is polished for a frame.
+    polishTree(root);
+    // As QQuickWidget sizes the view to its root item, which it does on a
+    // timer after the frame that changed the root item's size.
+    const QSize before = size();
+    const QSize wanted(int(root->width()), int(root->height()));
+    if (wanted.isValid() && wanted != before) {
+        resize(wanted);
+        updateGeometry();
+    }
+    // A resize renders the scene (at once, or when a hidden view is shown),
+    // and so does the show of a hidden view with OpenGL. QQuickWidget's
+    // software renderer otherwise renders on a timer, 5 ms on, and a window
+    // that shows before then shows the last vantle: it renders now.
+    const QSGRendererInterface* renderer = quickWindow()->rendererInterface();
+    if (size() != before || before.isEmpty() || !renderer
+        || renderer->graphicsApi() != QSGRendererInterface::Software)
+        return;
+    QResizeEvent unchanged(before, before);
+    QQuickWidget::resizeEvent(&unchanged);
+    update();
 }
 
 void VTView::resizeEvent(QResizeEvent* event)

@@ -209,6 +209,12 @@ protected:
     void focusInEvent(QFocusEvent* event) override;
 
 private:
+    friend class VTWidget;
+    // Lays the interface out for the content it was just given and sizes
+    // the view to its root item now, rather than when the next frame comes:
+    // the window can then be sized and placed once, before it shows, and
+    // its first frame shows the new content at its size.
+    void settle();
     // Loads @p path under the watchdog and, unless @p trusted, the limits of
     // untrusted content; false when it was stopped or stopped before.
     bool loadGuarded(const QString& path, bool trusted);

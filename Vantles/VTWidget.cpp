@@ -387,12 +387,16 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
         d->setFadeLevel(this, 1.0);
     }
 
+    // The view's replaceContent() has set the content already when it
+    // replaced an earlier one: set again, every binding that reads it would
+    // run a second time for nothing.
+    QQmlContext* rootContext = d->view->engine()->rootContext();
+    if (rootContext->contextProperty(QStringLiteral("vantle")).value<QObject*>() != content)
+        rootContext->setContextProperty(QStringLiteral("vantle"), content);
+    rootContext->setContextProperty(QStringLiteral("dataLocation"), rootPath);
     // Set on every show, also when unchanged: that re-evaluates the bindings
     // that call the view (translations, interpolated text, scaled sizes), so
     // they follow the current locale and global properties.
-    QQmlContext* rootContext = d->view->engine()->rootContext();
-    rootContext->setContextProperty(QStringLiteral("vantle"), content);
-    rootContext->setContextProperty(QStringLiteral("dataLocation"), rootPath);
     rootContext->setContextProperty(QStringLiteral("vantleView"), d->view);
 
     // Never an empty box: without its interface the vantle is not shown.
@@ -400,6 +404,7 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
         hide();
         return;
     }
+    d->view->settle();
     if (d->contentFade)
         d->contentFade->apply();
     // Setting them tells a screen reader of a change while it is up.
@@ -574,14 +579,19 @@ void VTWidget::contentResized()
     if (!d->view)
         return;
     const QSize size = d->view->size().grownBy(shadowMargins());
-    setMinimumSize(size);
-    setMaximumSize(size);
-    if (!isWindow() && parentWidget()) {
-        parentWidget()->setMinimumSize(size);
-        parentWidget()->setMaximumSize(size);
+    QWidget* top = window();
+    // A window of its own takes the size below at once: sizing it to the
+    // content first would move its edges twice, each a resize the window
+    // system carries out for a visible window.
+    if (top != this) {
+        setMinimumSize(size);
+        setMaximumSize(size);
+        if (parentWidget()) {
+            parentWidget()->setMinimumSize(size);
+            parentWidget()->setMaximumSize(size);
+        }
     }
 
-    QWidget* top = window();
     const QRect geometry = top->geometry();
     const QRect frame = top->frameGeometry();
     const bool follows = d->anchored && top == this && !d->view->reserved();
@@ -594,9 +604,10 @@ void VTWidget::contentResized()
 
     // One pixel more than the content in each direction, as the window has
     // always been sized; content sized to the pixel relies on it.
-    const QSize fixed(top->geometry().width() + 1, top->geometry().height() + 1);
+    const QSize fixed = (top == this ? size : top->geometry().size()) + QSize(1, 1);
     setFixedSize(fixed);
-    top->setFixedSize(fixed);
+    if (top != this)
+        top->setFixedSize(fixed);
 }
 
 void VTWidget::contentReservedChanged()
