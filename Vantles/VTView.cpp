@@ -724,8 +724,18 @@ void VTView::loadQML(const QString& path)
         d->interfaceFolder = QFileInfo(path).absolutePath();
         d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         const QUrl url = sourceFor(path);
-        if (url != source())
+        if (url != source()) {
             setSource(url);
+            // A window as the root is no root the view takes (its status is
+            // Error then), and the view does not delete it either.
+            if (!rootObject()) {
+                const QWindowList windows = QGuiApplication::allWindows();
+                for (QWindow* window : windows) {
+                    if (!static_cast<QObject*>(window)->parent() && qmlEngine(window) == engine())
+                        window->deleteLater();
+                }
+            }
+        }
     } else if (d->manager) {
         d->manager->handleMessage(VTMessageDebug, QStringLiteral("Can't find :%1").arg(path));
     }

@@ -25,6 +25,8 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
+
 using namespace Vantles;
 
 class TestVTHostile : public QObject {
@@ -373,8 +375,16 @@ void TestVTHostile::hostileInterfaces()
 
     if (check == QLatin1String("hidden"))
         QVERIFY(!window->isVisible());
-    if (check == QLatin1String("noWindow"))
+    if (check == QLatin1String("noWindow")) {
         QCOMPARE(visibleWindows(), windowsBefore + (shown ? 1 : 0));
+        // Refused windows are gone, not just hidden: a window as the root too.
+        const auto interfaceWindows = [] {
+            const QWindowList windows = QGuiApplication::allWindows();
+            return std::count_if(windows.cbegin(), windows.cend(),
+                [](const QWindow* window) { return window->inherits("QQuickWindowQmlImpl"); });
+        };
+        QTRY_COMPARE(interfaceWindows(), shown ? 1 : 0);
+    }
     if (check == QLatin1String("window"))
         QCOMPARE(visibleWindows(), windowsBefore + 2);
     if (check == QLatin1String("pinned") || check == QLatin1String("notPinned")) {
