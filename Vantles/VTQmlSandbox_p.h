@@ -33,7 +33,8 @@ class VTQmlWatchdog;
  * Qt.openUrlExternally() of the local files and data the URL interceptor
  * lets through (the library handles QDesktopServices' "file" and "data"
  * schemes and passes on what no untrusted interface asked for), and actions
- * the user must ask for only during a click or key press.
+ * the user must ask for (pinning, links, the clipboard) only during a click
+ * or key press.
  *
  * Each refusal is reported once, with the QML file and line that asked for
  * it when JavaScript asked. GUI thread only.

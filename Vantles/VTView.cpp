@@ -17,6 +17,7 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QCursor>
 #include <QDateTime>
 #include <QDir>
@@ -52,6 +53,7 @@ public:
     bool reserved = false;
     // Above zero while a click or key press of the user is delivered.
     int userAction = 0;
+    bool clearingClipboard = false;
     std::unique_ptr<VTContentUrlInterceptor> interceptor;
     VTNetworkAccessFactory networkAccess;
     VTQmlSandbox* sandbox = nullptr;
@@ -285,6 +287,17 @@ VTView::VTView(VTManager* manager, QWidget* parent)
         },
         this);
     connect(d->sandbox->watchdog(), &VTQmlWatchdog::tripped, this, [this] { stopInterface(); });
+    // Clipboards change synchronously inside the JavaScript that writes
+    // them (TextEdit.copy()); what an untrusted interface wrote on its own
+    // is taken out again, so that nothing it chose is pasted.
+    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
+        if (d->clearingClipboard
+            || !d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to write to the clipboard")))
+            return;
+        d->clearingClipboard = true;
+        QGuiApplication::clipboard()->clear(mode);
+        d->clearingClipboard = false;
+    });
 }
 
 VTView::~VTView()

@@ -11,6 +11,7 @@
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <QClipboard>
 #include <QCursor>
 #include <QElapsedTimer>
 #include <QFile>
@@ -179,6 +180,7 @@ void TestVTHostile::hostileContent()
     }
     const QString data = QFileInfo(dir.filePath(QStringLiteral("data"))).canonicalFilePath();
 
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     VTTest::MessageLog log; // the default handler hears what loading finds
@@ -300,6 +302,13 @@ void TestVTHostile::hostileInterfaces_data()
         << item + "Component.onCompleted: { Qt.application.name = \"pwned\"; Qt.application.organization = \"evil\" } }\n"
         << false << true << "ui/VantleUI.qml:3: An untrusted interface may not change the application's name.* \\(it set \"pwned\"\\): refused"
         << "name";
+    QTest::newRow("writing the clipboard")
+        << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
+        << false << true << "ui/VantleUI.qml:3: An untrusted interface asked to write to the clipboard without a click"
+        << "clipboard";
+    QTest::newRow("writing the clipboard, trusted")
+        << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
+        << true << true << QString() << "clipboard";
     QTest::newRow("blank cursor left behind") << item + "Component.onCompleted: vantleView.setOverrideCursor(\"BlankCursor\") }\n"
                                               << false << true << QString() << "cursor";
     QTest::newRow("oversized root") << QByteArray("import QtQuick 2.15\nRectangle { width: 100000; height: 100000 }\n")
@@ -339,6 +348,7 @@ void TestVTHostile::hostileInterfaces()
         QVERIFY(picture.save(data + QStringLiteral("/P.vantles/ui/a.png")));
         QVERIFY(QFile::copy(data + QStringLiteral("/P.vantles/ui/a.png"), data + QStringLiteral("/P.vantles/ui/b.png")));
     }
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextFadeOutDuration, 0);
@@ -394,6 +404,8 @@ void TestVTHostile::hostileInterfaces()
         QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
         qDeleteAll(reserved); // the user's to close
     }
+    if (check == QLatin1String("clipboard"))
+        QCOMPARE(QGuiApplication::clipboard()->text(), trusted ? QStringLiteral("rm -rf ~") : QString());
     if (check == QLatin1String("name"))
         QCOMPARE(QCoreApplication::applicationName(), name);
     if (check == QLatin1String("cursor")) {
@@ -455,6 +467,7 @@ void TestVTHostile::aBusyHostIsNotTakenForTheInterface()
     const QString data = hostileData(dir,
         "import QtQuick 2.15\nItem { width: 10; height: 10; property int ticks: 0\n"
         "Timer { interval: 10; repeat: true; running: true; onTriggered: ++parent.ticks } }\n");
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextScriptTimeLimit, limit);
