@@ -24,6 +24,7 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QSet>
+#include <QQmlComponent>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -730,6 +731,19 @@ void VTView::statusHasChanged(QQuickWidget::Status s)
     }
 }
 
+void VTView::build(const QUrl& url)
+{
+    // What setSource() does, with the root at hand.
+    setSource(QUrl());
+    auto component = new QQmlComponent(engine(), url, QQmlComponent::PreferSynchronous, this);
+    QPointer<QObject> root = component->isReady() ? component->create(engine()->rootContext()) : nullptr;
+    QQuickWidget::setContent(url, component, root.data());
+    // A window as the root is no root the view takes (its status is Error
+    // then), and the view does not delete it either.
+    if (root && root != rootObject())
+        root->deleteLater();
+}
+
 void VTView::loadQML(const QString& path)
 {
     if (QFile::exists(path)) {
@@ -737,18 +751,8 @@ void VTView::loadQML(const QString& path)
         d->interfaceFolder = QFileInfo(path).absolutePath();
         d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         const QUrl url = sourceFor(path);
-        if (url != source()) {
-            setSource(url);
-            // A window as the root is no root the view takes (its status is
-            // Error then), and the view does not delete it either.
-            if (!rootObject()) {
-                const QWindowList windows = QGuiApplication::allWindows();
-                for (QWindow* window : windows) {
-                    if (!static_cast<QObject*>(window)->parent() && qmlEngine(window) == engine())
-                        window->deleteLater();
-                }
-            }
-        }
+        if (url != source())
+            build(url);
     } else if (d->manager) {
         d->manager->handleMessage(VTMessageDebug, QStringLiteral("Can't find :%1").arg(path));
     }

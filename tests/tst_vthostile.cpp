@@ -302,6 +302,29 @@ void TestVTHostile::hostileInterfaces_data()
         << item + "Component.onCompleted: { Qt.application.name = \"pwned\"; Qt.application.organization = \"evil\" } }\n"
         << false << true << "ui/VantleUI.qml:3: An untrusted interface may not change the application's name.* \\(it set \"pwned\"\\): refused"
         << "name";
+    // 64 MiB of budget at 8 KiB a delegate: 8192 delegates at once.
+    const QString tooMany = QStringLiteral("ui/VantleUI.qml:3:\\d+: QML %1: It asks for %2 delegates, more than the 8192 that "
+                                           "the interface's memory budget allows: it makes none.");
+    QTest::newRow("Repeater at the limit") << item + "Repeater { objectName: \"r\"; model: 8192; Item {} } }\n" << false
+                                           << true << QString() << "count:8192";
+    QTest::newRow("Repeater one past the limit")
+        << item + "Repeater { objectName: \"r\"; model: 8193; Item {} } }\n" << false << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("8193")) << "count:0";
+    QTest::newRow("Repeater of 5,000,000, trusted")
+        << item + "Repeater { objectName: \"r\"; model: 5000000; Rectangle { width: 1; height: 1 } } }\n" << true << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("5000000")) << "count:0";
+    QTest::newRow("Repeater of a bound number")
+        << item + "Repeater { objectName: \"r\"; property int n: 5000000; model: n + 0; Item {} } }\n" << false
+        << true << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("5000000")) << "count:0";
+    QTest::newRow("Repeater in a Repeater's delegate")
+        << item + "Repeater { objectName: \"r\"; model: 3; Item { Repeater { model: 100000; Item {} } } } }\n" << false << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("100000")) << "count:3";
+    QTest::newRow("Instantiator of 5,000,000")
+        << QByteArray("import QtQuick 2.15\nimport QtQml.Models 2.15\nItem { width: 10; height: 10\n"
+                      "Instantiator { objectName: \"r\"; model: 5000000; QtObject {} } }\n")
+        << false << true << tooMany.arg(QStringLiteral("Instantiator"), QStringLiteral("5000000")).replace(
+               QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
+        << "count:0";
     QTest::newRow("writing the clipboard")
         << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
         << false << true << "ui/VantleUI.qml:3: An untrusted interface asked to write to the clipboard without a click"
@@ -403,6 +426,12 @@ void TestVTHostile::hostileInterfaces()
         QCOMPARE(reserved.size(), pinned ? 1 : 0);
         QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
         qDeleteAll(reserved); // the user's to close
+    }
+    if (check.startsWith(QLatin1String("count:"))) {
+        QQuickItem* root = window->view()->rootObject();
+        QObject* creator = root ? root->findChild<QObject*>(QStringLiteral("r")) : nullptr;
+        QVERIFY(creator);
+        QCOMPARE(creator->property("count").toInt(), check.mid(6).toInt());
     }
     if (check == QLatin1String("clipboard"))
         QCOMPARE(QGuiApplication::clipboard()->text(), trusted ? QStringLiteral("rm -rf ~") : QString());
