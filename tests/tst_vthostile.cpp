@@ -269,6 +269,11 @@ void TestVTHostile::hostileInterfaces_data()
                                     << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
                                                       "more than the 64 MiB")
                                     << QStringLiteral("memory");
+    QTest::newRow("doubling string") << item + "Component.onCompleted: { var s = \"x\"; while (true) s = s + s } }\n"
+                                     << false << false
+                                     << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
+                                                       "more than the 64 MiB")
+                                     << QStringLiteral("memory");
     QTest::newRow("animation of 160 MB")
         << item + "AnimatedImage { source: \"bomb.gif\" } }\n" << false << true
         << "Control/Vantles.xml:\\d+:\\d+: The image .*bomb.gif would take 152 MiB of memory, past what is left" << "gif";
