@@ -5,14 +5,29 @@
 
 #include "VTQmlWatchdog_p.h"
 
+#include <QAbstractItemModel>
 #include <QCursor>
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QJSValue>
+#include <QMetaMethod>
 #include <QPointer>
 #include <QQmlEngine>
 #include <QQmlInfo>
+#include <QSequentialIterable>
+#include <QThread>
 #include <QUrl>
 #include <QWindow>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+QT_BEGIN_NAMESPACE
+// QtCore's hooks for debugging tools: entry 1 is the table's size, entry 3 a
+// function called at the end of every QObject's base constructor.
+extern Q_DECL_IMPORT quintptr qtHookData[];
+QT_END_NAMESPACE
 
 namespace Vantles {
 
@@ -28,6 +43,56 @@ QList<VTQmlSandbox*>& sandboxes()
 VTQmlSandbox* urlHandler = nullptr;
 
 const char* const desktopSchemes[] = { "file", "data" };
+
+// The object hook hears of every creator an interface makes, those inside
+// delegates too, which are made and completed in one go. An object is looked
+// at as the next one is made, which is once it is constructed: a creator's
+// first model makes its delegate model, before the model is set.
+enum { HookDataSize = 1, AddQObjectHook = 3 };
+using AddQObjectCallback = void (*)(QObject*);
+// Read by every thread that makes objects.
+std::atomic<AddQObjectCallback> previousAddQObject { nullptr };
+std::atomic<QThread*> hookThread { nullptr };
+std::atomic_int guardingSandboxes { 0 }; // written on the GUI thread
+QPointer<QObject> lastMade; // GUI thread only
+
+void objectMade(QObject* object)
+{
+    if (const AddQObjectCallback previous = previousAddQObject.load())
+        previous(object);
+    if (guardingSandboxes.load() == 0 || QThread::currentThread() != hookThread.load())
+        return;
+    QObject* const previous = lastMade.data();
+    lastMade = object;
+    if (!previous || (!previous->inherits("QQuickRepeater") && !previous->inherits("QQmlInstantiator")))
+        return;
+    QQmlEngine* const engine = qmlEngine(previous);
+    for (VTQmlSandbox* sandbox : qAsConst(sandboxes())) {
+        if (sandbox->isGuarding(engine))
+            sandbox->watchCreator(previous);
+    }
+}
+
+// In place while some interface is guarded. A hook that a debugging tool
+// put in after this one calls it still: it stays in their chain then.
+bool hookInPlace = false;
+
+void hookObjects(bool on)
+{
+    if (qtHookData[HookDataSize] <= AddQObjectHook)
+        return;
+    const quintptr ours = reinterpret_cast<quintptr>(&objectMade);
+    if (on && !hookInPlace) {
+        hookThread = QCoreApplication::instance()->thread();
+        previousAddQObject = reinterpret_cast<AddQObjectCallback>(qtHookData[AddQObjectHook]);
+        qtHookData[AddQObjectHook] = ours;
+        hookInPlace = true;
+    } else if (!on && hookInPlace && qtHookData[AddQObjectHook] == ours) {
+        qtHookData[AddQObjectHook] = reinterpret_cast<quintptr>(previousAddQObject.load());
+        hookInPlace = false;
+        lastMade.clear();
+    }
+}
 
 QStringList applicationIdentity()
 {
@@ -73,6 +138,11 @@ bool VTQmlSandbox::isTrusted() const
     return m_trusted;
 }
 
+bool VTQmlSandbox::isGuarding(const QQmlEngine* engine) const
+{
+    return m_guarding && engine == m_engine;
+}
+
 VTQmlWatchdog* VTQmlSandbox::watchdog() const
 {
     return m_watchdog;
@@ -83,6 +153,8 @@ void VTQmlSandbox::begin(bool trusted, int limitMs, qint64 memoryBudget)
     end();
     m_trusted = trusted;
     m_guarding = true;
+    if (guardingSandboxes++ == 0)
+        hookObjects(true);
     takeApplicationIdentity();
     if (!trusted) {
         QCoreApplication::instance()->installEventFilter(this);
@@ -92,7 +164,90 @@ void VTQmlSandbox::begin(bool trusted, int limitMs, qint64 memoryBudget)
             urlHandler = this;
         }
     }
+    m_memoryBudget = memoryBudget;
     m_watchdog->arm(limitMs, memoryBudget);
+}
+
+double VTQmlSandbox::delegateLimit() const
+{
+    return m_memoryBudget > 0 ? double(m_memoryBudget / delegateCost) : 0;
+}
+
+double VTQmlSandbox::delegateCount(const QVariant& model)
+{
+    QVariant value = model;
+    if (value.metaType() == QMetaType::fromType<QJSValue>()) {
+        const QJSValue script = value.value<QJSValue>();
+        if (script.isArray())
+            return script.property(QStringLiteral("length")).toNumber();
+        if (script.isNumber())
+            return std::max(0.0, script.toNumber());
+        if (!script.isQObject())
+            return script.isUndefined() || script.isNull() ? 0 : 1;
+        value = QVariant::fromValue(script.toQObject());
+    }
+    if (value.metaType().flags() & QMetaType::PointerToQObject) {
+        QObject* object = value.value<QObject*>();
+        if (auto items = qobject_cast<QAbstractItemModel*>(object))
+            return items->rowCount();
+        const QVariant count = object ? object->property("count") : QVariant();
+        return count.isValid() ? count.toDouble() : (object ? 1 : 0);
+    }
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::Float: {
+        const double count = value.toDouble();
+        return std::isnan(count) ? 0 : std::max(0.0, count);
+    }
+    default:
+        break;
+    }
+    if (value.canConvert<QVariantList>())
+        return value.value<QSequentialIterable>().size();
+    return value.isValid() ? 1 : 0;
+}
+
+void VTQmlSandbox::watchCreator(QObject* creator)
+{
+    // Bindings set the model as the build completes, before the creator
+    // completes and makes its delegates.
+    static const QMetaMethod check = staticMetaObject.method(staticMetaObject.indexOfSlot("checkCreator()"));
+    const QMetaObject* meta = creator->metaObject();
+    const int changed = meta->indexOfSignal("modelChanged()");
+    if (changed >= 0)
+        connect(creator, meta->method(changed), this, check, Qt::UniqueConnection);
+    // An Instantiator keeps what it is given until it completes, without a
+    // word: its model written in the QML is there already.
+    if (creator->inherits("QQmlInstantiator"))
+        refuseCreator(creator);
+}
+
+void VTQmlSandbox::checkCreator()
+{
+    if (QObject* creator = sender())
+        refuseCreator(creator);
+}
+
+void VTQmlSandbox::refuseCreator(QObject* creator)
+{
+    const double limit = delegateLimit();
+    if (limit <= 0 || m_refusingCreator)
+        return;
+    const double asked = delegateCount(creator->property("model"));
+    if (asked <= limit)
+        return;
+    m_refusingCreator = true;
+    // An empty list, not 0: an Instantiator given 0 keeps its delegate
+    // model's count.
+    creator->setProperty("model", QVariantList());
+    m_refusingCreator = false;
+    qmlWarning(creator) << QStringLiteral(
+        "It asks for %1 delegates, more than the %2 that the interface's memory budget allows: it makes none.")
+                               .arg(QString::number(asked, 'f', 0), QString::number(limit, 'f', 0));
 }
 
 void VTQmlSandbox::end()
@@ -101,6 +256,8 @@ void VTQmlSandbox::end()
     if (QCoreApplication::instance())
         QCoreApplication::instance()->removeEventFilter(this);
     restoreOverrideCursors();
+    if (m_guarding && --guardingSandboxes == 0)
+        hookObjects(false);
     m_guarding = false;
 }
 

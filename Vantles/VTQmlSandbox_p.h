@@ -33,7 +33,17 @@ class VTQmlWatchdog;
  * Qt.openUrlExternally() of the local files and data the URL interceptor
  * lets through (the library handles QDesktopServices' "file" and "data"
  * schemes and passes on what no untrusted interface asked for), and actions
- * the user must ask for only during a click or key press.
+ * the user must ask for (pinning, links, the clipboard) only during a click
+ * or key press.
+ *
+ * For every interface, too: a Repeater or an Instantiator makes all its
+ * delegates in one go, in C++ where no watchdog can stop it, so one whose
+ * model asks for more delegates than the memory budget allows (a delegate
+ * counted as delegateCost bytes) makes none. QtCore's object hook tells of
+ * each creator the interface makes, inside delegates too, before its model
+ * is set. A model that JavaScript enlarges after its creator completed, and
+ * an Instantiator's model bound to an expression, are refused only once the
+ * delegates are made.
  *
  * Each refusal is reported once, with the QML file and line that asked for
  * it when JavaScript asked. GUI thread only.
@@ -47,12 +57,26 @@ public:
     ~VTQmlSandbox() override;
 
     bool isTrusted() const;
+    /// Whether this sandbox guards an interface of @p engine now.
+    bool isGuarding(const QQmlEngine* engine) const;
     /// Starts guarding a new interface: @p trusted, @p limitMs and
     /// @p memoryBudget as VTQmlWatchdog::arm() takes them.
     void begin(bool trusted, int limitMs, qint64 memoryBudget);
     /// Stops guarding: the interface is gone.
     void end();
     VTQmlWatchdog* watchdog() const;
+
+    /// Bytes a delegate is counted as against the memory budget.
+    static constexpr qint64 delegateCost = 8192;
+    /// How many delegates one creator of the interface may make at once;
+    /// 0 when any number may.
+    double delegateLimit() const;
+    /// Refuses @p creator (a Repeater or an Instantiator) of the interface
+    /// a model that asks too much, each time one is set.
+    void watchCreator(QObject* creator);
+    /// The number of delegates @p model (a "model" value of a Repeater or
+    /// an Instantiator) stands for.
+    static double delegateCount(const QVariant& model);
 
     /// The QML place of the JavaScript running now ("file", line), or an
     /// empty file when no JavaScript of this engine runs.
@@ -81,9 +105,12 @@ public:
 private Q_SLOTS:
     /// QDesktopServices' handler of the "file" and "data" schemes.
     void openDesktopUrl(const QUrl& url);
+    /// A guarded creator's model changed: refuses it when it asks too much.
+    void checkCreator();
 
 private:
     void checkApplicationIdentity();
+    void refuseCreator(QObject* creator);
     void takeApplicationIdentity();
 
     QQmlEngine* const m_engine;
@@ -93,6 +120,8 @@ private:
     bool m_guarding = false;
     bool m_restoring = false;
     int m_overrideCursors = 0;
+    qint64 m_memoryBudget = 0;
+    bool m_refusingCreator = false;
     QStringList m_identity; // name, organization, domain, version, display name
 };
 

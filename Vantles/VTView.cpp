@@ -17,12 +17,14 @@
 
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QCursor>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
 #include <QSet>
+#include <QQmlComponent>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -54,6 +56,7 @@ public:
     bool reserved = false;
     // Above zero while a click or key press of the user is delivered.
     int userAction = 0;
+    bool clearingClipboard = false;
     std::unique_ptr<VTContentUrlInterceptor> interceptor;
     VTNetworkAccessFactory networkAccess;
     VTQmlSandbox* sandbox = nullptr;
@@ -287,6 +290,17 @@ VTView::VTView(VTManager* manager, QWidget* parent)
         },
         this);
     connect(d->sandbox->watchdog(), &VTQmlWatchdog::tripped, this, [this] { stopInterface(); });
+    // Clipboards change synchronously inside the JavaScript that writes
+    // them (TextEdit.copy()); what an untrusted interface wrote on its own
+    // is taken out again, so that nothing it chose is pasted.
+    connect(QGuiApplication::clipboard(), &QClipboard::changed, this, [this](QClipboard::Mode mode) {
+        if (d->clearingClipboard
+            || !d->sandbox->refusesWithoutUserAction(d->userAction > 0, QStringLiteral("to write to the clipboard")))
+            return;
+        d->clearingClipboard = true;
+        QGuiApplication::clipboard()->clear(mode);
+        d->clearingClipboard = false;
+    });
 }
 
 VTView::~VTView()
@@ -719,6 +733,19 @@ void VTView::statusHasChanged(QQuickWidget::Status s)
     }
 }
 
+void VTView::build(const QUrl& url)
+{
+    // What setSource() does, with the root at hand.
+    setSource(QUrl());
+    auto component = new QQmlComponent(engine(), url, QQmlComponent::PreferSynchronous, this);
+    QPointer<QObject> root = component->isReady() ? component->create(engine()->rootContext()) : nullptr;
+    QQuickWidget::setContent(url, component, root.data());
+    // A window as the root is no root the view takes (its status is Error
+    // then), and the view does not delete it either.
+    if (root && root != rootObject())
+        root->deleteLater();
+}
+
 void VTView::loadQML(const QString& path)
 {
     if (QFile::exists(path)) {
@@ -727,7 +754,7 @@ void VTView::loadQML(const QString& path)
         d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         const QUrl url = sourceFor(path);
         if (url != source())
-            setSource(url);
+            build(url);
     } else if (d->manager) {
         d->manager->handleMessage(VTMessageDebug, QStringLiteral("Can't find :%1").arg(path));
     }

@@ -218,6 +218,9 @@ private:
     // Loads @p path under the watchdog and, unless @p trusted, the limits of
     // untrusted content; false when it was stopped or stopped before.
     bool loadGuarded(const QString& path, bool trusted);
+    // Builds and shows the interface at @p url; deletes a root the view
+    // does not take.
+    void build(const QUrl& url);
     // Tears down an interface the watchdog interrupted and reports why.
     void stopInterface();
     void releaseWorkerScripts();

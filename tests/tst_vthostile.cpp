@@ -11,6 +11,7 @@
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
 
+#include <QClipboard>
 #include <QCursor>
 #include <QElapsedTimer>
 #include <QFile>
@@ -24,6 +25,8 @@
 #include <QTest>
 #include <QThread>
 #include <QTimer>
+
+#include <algorithm>
 
 using namespace Vantles;
 
@@ -177,6 +180,7 @@ void TestVTHostile::hostileContent()
     }
     const QString data = QFileInfo(dir.filePath(QStringLiteral("data"))).canonicalFilePath();
 
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     VTTest::MessageLog log; // the default handler hears what loading finds
@@ -265,6 +269,11 @@ void TestVTHostile::hostileInterfaces_data()
                                     << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
                                                       "more than the 64 MiB")
                                     << QStringLiteral("memory");
+    QTest::newRow("doubling string") << item + "Component.onCompleted: { var s = \"x\"; while (true) s = s + s } }\n"
+                                     << false << false
+                                     << QStringLiteral("ui/VantleUI.qml(:3)?: The interface made the application grow by \\d+ MiB, "
+                                                       "more than the 64 MiB")
+                                     << QStringLiteral("memory");
     QTest::newRow("animation of 160 MB")
         << item + "AnimatedImage { source: \"bomb.gif\" } }\n" << false << true
         << "Control/Vantles.xml:\\d+:\\d+: The image .*bomb.gif would take 152 MiB of memory, past what is left" << "gif";
@@ -298,6 +307,36 @@ void TestVTHostile::hostileInterfaces_data()
         << item + "Component.onCompleted: { Qt.application.name = \"pwned\"; Qt.application.organization = \"evil\" } }\n"
         << false << true << "ui/VantleUI.qml:3: An untrusted interface may not change the application's name.* \\(it set \"pwned\"\\): refused"
         << "name";
+    // 64 MiB of budget at 8 KiB a delegate: 8192 delegates at once.
+    const QString tooMany = QStringLiteral("ui/VantleUI.qml:3:\\d+: QML %1: It asks for %2 delegates, more than the 8192 that "
+                                           "the interface's memory budget allows: it makes none.");
+    QTest::newRow("Repeater at the limit") << item + "Repeater { objectName: \"r\"; model: 8192; Item {} } }\n" << false
+                                           << true << QString() << "count:8192";
+    QTest::newRow("Repeater one past the limit")
+        << item + "Repeater { objectName: \"r\"; model: 8193; Item {} } }\n" << false << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("8193")) << "count:0";
+    QTest::newRow("Repeater of 5,000,000, trusted")
+        << item + "Repeater { objectName: \"r\"; model: 5000000; Rectangle { width: 1; height: 1 } } }\n" << true << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("5000000")) << "count:0";
+    QTest::newRow("Repeater of a bound number")
+        << item + "Repeater { objectName: \"r\"; property int n: 5000000; model: n + 0; Item {} } }\n" << false
+        << true << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("5000000")) << "count:0";
+    QTest::newRow("Repeater in a Repeater's delegate")
+        << item + "Repeater { objectName: \"r\"; model: 3; Item { Repeater { model: 100000; Item {} } } } }\n" << false << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("100000")) << "count:3";
+    QTest::newRow("Instantiator of 5,000,000")
+        << QByteArray("import QtQuick 2.15\nimport QtQml.Models 2.15\nItem { width: 10; height: 10\n"
+                      "Instantiator { objectName: \"r\"; model: 5000000; QtObject {} } }\n")
+        << false << true << tooMany.arg(QStringLiteral("Instantiator"), QStringLiteral("5000000")).replace(
+               QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
+        << "count:0";
+    QTest::newRow("writing the clipboard")
+        << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
+        << false << true << "ui/VantleUI.qml:3: An untrusted interface asked to write to the clipboard without a click"
+        << "clipboard";
+    QTest::newRow("writing the clipboard, trusted")
+        << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
+        << true << true << QString() << "clipboard";
     QTest::newRow("blank cursor left behind") << item + "Component.onCompleted: vantleView.setOverrideCursor(\"BlankCursor\") }\n"
                                               << false << true << QString() << "cursor";
     QTest::newRow("oversized root") << QByteArray("import QtQuick 2.15\nRectangle { width: 100000; height: 100000 }\n")
@@ -337,6 +376,7 @@ void TestVTHostile::hostileInterfaces()
         QVERIFY(picture.save(data + QStringLiteral("/P.vantles/ui/a.png")));
         QVERIFY(QFile::copy(data + QStringLiteral("/P.vantles/ui/a.png"), data + QStringLiteral("/P.vantles/ui/b.png")));
     }
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextFadeOutDuration, 0);
@@ -373,8 +413,16 @@ void TestVTHostile::hostileInterfaces()
 
     if (check == QLatin1String("hidden"))
         QVERIFY(!window->isVisible());
-    if (check == QLatin1String("noWindow"))
+    if (check == QLatin1String("noWindow")) {
         QCOMPARE(visibleWindows(), windowsBefore + (shown ? 1 : 0));
+        // Refused windows are gone, not just hidden: a window as the root too.
+        const auto interfaceWindows = [] {
+            const QWindowList windows = QGuiApplication::allWindows();
+            return std::count_if(windows.cbegin(), windows.cend(),
+                [](const QWindow* window) { return window->inherits("QQuickWindowQmlImpl"); });
+        };
+        QTRY_COMPARE(interfaceWindows(), shown ? 1 : 0);
+    }
     if (check == QLatin1String("window"))
         QCOMPARE(visibleWindows(), windowsBefore + 2);
     if (check == QLatin1String("pinned") || check == QLatin1String("notPinned")) {
@@ -384,6 +432,14 @@ void TestVTHostile::hostileInterfaces()
         QCOMPARE(window->view()->stayOpen(), false); // a fresh current window, or the refused one
         qDeleteAll(reserved); // the user's to close
     }
+    if (check.startsWith(QLatin1String("count:"))) {
+        QQuickItem* root = window->view()->rootObject();
+        QObject* creator = root ? root->findChild<QObject*>(QStringLiteral("r")) : nullptr;
+        QVERIFY(creator);
+        QCOMPARE(creator->property("count").toInt(), check.mid(6).toInt());
+    }
+    if (check == QLatin1String("clipboard"))
+        QCOMPARE(QGuiApplication::clipboard()->text(), trusted ? QStringLiteral("rm -rf ~") : QString());
     if (check == QLatin1String("name"))
         QCOMPARE(QCoreApplication::applicationName(), name);
     if (check == QLatin1String("cursor")) {
@@ -445,6 +501,7 @@ void TestVTHostile::aBusyHostIsNotTakenForTheInterface()
     const QString data = hostileData(dir,
         "import QtQuick 2.15\nItem { width: 10; height: 10; property int ticks: 0\n"
         "Timer { interval: 10; repeat: true; running: true; onTriggered: ++parent.ticks } }\n");
+    QGuiApplication::clipboard()->setText(QStringLiteral("the user's"));
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextScriptTimeLimit, limit);
