@@ -299,6 +299,10 @@ VTWidget::VTWidget(VTManager* manager, QWidget* parent, QWidget* reference)
     if (windowsCanBeTranslucent()) {
         setAttribute(Qt::WA_TranslucentBackground);
         d->shadow = windowType() == Qt::ToolTip && QGuiApplication::platformName() != QLatin1String("offscreen");
+    } else {
+        // The view covers all but the window's last column and row: only
+        // they are filled (paintEvent()), not the whole window on every show.
+        setAttribute(Qt::WA_OpaquePaintEvent);
     }
     connect(d->timer, &QTimer::timeout, this, &VTWidget::hideAnimated);
     d->timer->stop();
@@ -717,11 +721,20 @@ void VTWidget::showEvent(QShowEvent* event)
     }
 }
 
-// Layers of translucent black, each a little larger than the panel: they
-// add up to a shadow that is darkest at the panel's edge and fades out.
+// An opaque window fills what the view leaves uncovered. Around a panel on
+// a translucent window: layers of translucent black, each a little larger
+// than the panel, that add up to a shadow darkest at the panel's edge.
 void VTWidget::paintEvent(QPaintEvent* event)
 {
-    Q_UNUSED(event)
+    if (testAttribute(Qt::WA_OpaquePaintEvent)) {
+        const QRegion uncovered = event->region() - (d->view ? d->view->geometry() : QRect());
+        if (!uncovered.isEmpty()) {
+            QPainter painter(this);
+            for (const QRect& rect : uncovered)
+                painter.fillRect(rect, palette().window());
+        }
+        return;
+    }
     if (!d->shadow || !d->view)
         return;
     const QRectF panel = QRectF(d->view->geometry()).translated(0, shadowDrop);
