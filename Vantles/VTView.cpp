@@ -413,7 +413,12 @@ bool VTView::documentationAvailable() const
 
 int VTView::cornerRadius() const
 {
-    if (!d->manager || !VTWidget::windowsCanBeTranslucent())
+    if (!d->manager)
+        return 0;
+    // In a vantle window: whether that window was made translucent, which
+    // it keeps, rather than asking the window system again on every show.
+    const auto* vantle = qobject_cast<const VTWidget*>(parentWidget());
+    if (vantle ? !vantle->testAttribute(Qt::WA_TranslucentBackground) : !VTWidget::windowsCanBeTranslucent())
         return 0;
     return qMax(0, d->manager->getScaledSize(d->manager->context()->get(VTContextCornerRadius, 4).toInt()));
 }
