@@ -127,6 +127,11 @@ void TestVTScreenshot::vantleWithScrollBarAppearsOnScreen()
     qInfo("screenshot: %s", qPrintable(path));
 
     QCOMPARE(shot.size(), frame.size());
+    // The column and row the view leaves uncovered show the window's own background.
+    const QRgb background = window->palette().color(QPalette::Window).rgb();
+    auto isBackground = [background](QRgb pixel) { return (pixel & 0xffffff) == (background & 0xffffff); };
+    QCOMPARE(countWhere(shot, QRect(320, 0, 1, 141), isBackground), 141);
+    QCOMPARE(countWhere(shot, QRect(0, 140, 321, 1), isBackground), 321);
     const QRect panel(0, 0, 320, 140);
     QVERIFY(countWhere(shot, panel, isBase) > panel.width() * panel.height() / 2);
 
