@@ -330,6 +330,46 @@ void TestVTHostile::hostileInterfaces_data()
         << false << true << tooMany.arg(QStringLiteral("Instantiator"), QStringLiteral("5000000")).replace(
                QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
         << "count:0";
+    // Models that grow after their creator completed: stopped before a
+    // delegate is made, refused as the event loop runs again. "count:C:M":
+    // C delegates now, M made in all.
+    const QByteArray later = "Timer { running: true; interval: 50; onTriggered: ";
+    const QByteArray three = "Repeater { id: r; objectName: \"r\"; property int made; model: 3; Item { Component.onCompleted: ++r.made } }\n";
+    QTest::newRow("Repeater enlarged by JavaScript to the limit")
+        << item + three + later + "r.model = 8192 } }\n" << false
+        << true << QString() << "count:8192:8195";
+    QTest::newRow("Repeater enlarged by JavaScript one past the limit")
+        << item + three + later + "r.model = 8193 } }\n" << false
+        << true << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("8193")) << "count:0:3";
+    QTest::newRow("Repeater enlarged past the limit and back")
+        << item + three + later
+            + "{ r.model = 5000000; r.model = 5 } } }\n"
+        << false << true << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("5000000")) << "count:5:8";
+    const QByteArray listModel = "ListModel { id: m; ListElement { v: 1 } }\n"
+                                 "Repeater { id: r; objectName: \"r\"; property int made; model: m; Item { Component.onCompleted: ++r.made } }\n";
+    const QByteArray append = "{ var rows = []; for (var i = 0; i < 8191; ++i) rows.push({ v: i }); m.append(rows)";
+    QTest::newRow("ListModel grown to the limit")
+        << item + listModel + later + append + " } } }\n" << false << true << QString() << "count:8192:8192";
+    QTest::newRow("ListModel grown one past the limit")
+        << item + listModel + later + append + "; m.append({ v: 0 }) } } }\n" << false << true
+        << tooMany.arg(QStringLiteral("Repeater"), QStringLiteral("8193")).replace(QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
+        << "count:0:8192";
+    QTest::newRow("ListModel grown past the limit and back")
+        << item + listModel + later + append + "; m.append({ v: 0 }); m.clear(); m.append([{ v: 1 }, { v: 2 }]) } }\n"
+            + "Timer { running: true; interval: 300; onTriggered: m.append({ v: 3 }) } }\n"
+        << false << true << QString() << "count:3:8195";
+    QTest::newRow("Instantiator of a bound number")
+        << QByteArray("import QtQuick 2.15\nimport QtQml.Models 2.15\nItem { width: 10; height: 10\n"
+                      "Instantiator { objectName: \"r\"; property int n: 5000000; model: n + 0; QtObject {} } }\n")
+        << false << true << tooMany.arg(QStringLiteral("Instantiator"), QStringLiteral("5000000")).replace(
+               QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
+        << "count:0";
+    QTest::newRow("Instantiator enlarged by JavaScript")
+        << QByteArray("import QtQuick 2.15\nimport QtQml.Models 2.15\nItem { width: 10; height: 10\n"
+                      "Instantiator { id: r; objectName: \"r\"; property int made; model: 3; QtObject { Component.onCompleted: ++r.made } }\n") + later + "r.model = 5000000 } }\n"
+        << false << true << tooMany.arg(QStringLiteral("Instantiator"), QStringLiteral("5000000")).replace(
+               QStringLiteral("qml:3:"), QStringLiteral("qml:4:"))
+        << "count:0:3";
     QTest::newRow("writing the clipboard")
         << item + "TextEdit { id: edit; text: \"rm -rf ~\"; Component.onCompleted: { edit.selectAll(); edit.copy() } } }\n"
         << false << true << "ui/VantleUI.qml:3: An untrusted interface asked to write to the clipboard without a click"
@@ -436,7 +476,24 @@ void TestVTHostile::hostileInterfaces()
         QQuickItem* root = window->view()->rootObject();
         QObject* creator = root ? root->findChild<QObject*>(QStringLiteral("r")) : nullptr;
         QVERIFY(creator);
-        QCOMPARE(creator->property("count").toInt(), check.mid(6).toInt());
+        const QStringList counts = check.mid(6).split(QLatin1Char(':'));
+        const int count = counts.at(0).toInt();
+        QCOMPARE(creator->property("count").toInt(), count);
+        if (counts.size() > 1)
+            QCOMPARE(creator->property("made").toInt(), counts.at(1).toInt());
+        // Every delegate is made, the last one too, and the creator is back
+        // where it was once the event loop has run.
+        QObject* last = nullptr;
+        if (auto repeater = qobject_cast<QQuickItem*>(creator)) {
+            QTRY_COMPARE(repeater->parentItem(), root);
+            QQuickItem* lastItem = nullptr;
+            QVERIFY(QMetaObject::invokeMethod(repeater, "itemAt", Q_RETURN_ARG(QQuickItem*, lastItem), Q_ARG(int, count - 1)));
+            last = lastItem;
+        } else {
+            QTRY_COMPARE(creator->property("active").toBool(), true);
+            QVERIFY(QMetaObject::invokeMethod(creator, "objectAt", Q_RETURN_ARG(QObject*, last), Q_ARG(int, count - 1)));
+        }
+        QCOMPARE(last != nullptr, count > 0);
     }
     if (check == QLatin1String("clipboard"))
         QCOMPARE(QGuiApplication::clipboard()->text(), trusted ? QStringLiteral("rm -rf ~") : QString());
