@@ -48,7 +48,7 @@ const char* const desktopSchemes[] = { "file", "data" };
 
 // The object hook hears of every creator an interface makes, those inside
 // delegates too, which are made and completed in one go, and of every
-// delegate model, whose count changes before the delegates are made. An
+// delegate model's group, whose count changes before delegates are made. An
 // object is looked at as the next one is made, which is once it is
 // constructed: a creator's first model makes its delegate model, before the
 // model is set. The destroy hook forgets the last object as it goes.
@@ -265,6 +265,10 @@ void VTQmlSandbox::watchCreator(QObject* creator)
     const int changed = meta->indexOfSignal("modelChanged()");
     if (changed >= 0)
         connect(creator, meta->method(changed), this, check, Qt::UniqueConnection);
+    // Creators come and go with the delegates they sit in: the gone ones
+    // are dropped as the list doubles.
+    if (m_creators.size() >= 64 && (m_creators.size() & (m_creators.size() - 1)) == 0)
+        m_creators.removeAll(nullptr);
     m_creators.append(creator);
     // An Instantiator keeps what it is given until it completes, without a
     // word: its model written in the QML is there already.
