@@ -338,7 +338,7 @@ void TestVTHostile::hostileInterfaces_data()
     // delegate is made, refused as the event loop runs again. "count:C:M":
     // C delegates now, M made in all.
     const QByteArray later = "Timer { running: true; interval: 50; onTriggered: ";
-    const QByteArray three = "Repeater { id: r; objectName: \"r\"; property int made; model: 3; Item { Component.onCompleted: ++r.made } }\n";
+    const QByteArray three = "Repeater { id: r; objectName: \"r\"; property int made; model: 3; onItemAdded: ++made; Item {} }\n";
     QTest::newRow("Repeater enlarged by JavaScript to the limit")
         << item + three + later + "r.model = 8192 } }\n" << false
         << true << QString() << "count:8192:8195";
@@ -350,18 +350,20 @@ void TestVTHostile::hostileInterfaces_data()
             + "{ r.model = 5000000; r.model = 5 } } }\n"
         << false << true << tooMany(3, "Repeater", "5000000") << "count:5:8";
     const QByteArray listModel = "ListModel { id: m; ListElement { v: 1 } }\n"
-                                 "Repeater { id: r; objectName: \"r\"; property int made; model: m; Item { Component.onCompleted: ++r.made } }\n";
-    const QByteArray append = "{ var rows = []; for (var i = 0; i < 8191; ++i) rows.push({ v: i }); m.append(rows)";
+                                 "Repeater { id: r; objectName: \"r\"; property int made; model: m; onItemAdded: ++made; Item {} }\n";
+    // Rows appended at once: n rows onto the one there is.
+    const auto append = [](int n) {
+        return "{ var rows = []; for (var i = 0; i < " + QByteArray::number(n) + "; ++i) rows.push({ v: i }); m.append(rows)";
+    };
     QTest::newRow("ListModel grown to the limit")
-        << item + listModel + later + append + " } } }\n" << false << true << QString() << "count:8192:8192";
+        << item + listModel + later + append(8191) + " } } }\n" << false << true << QString() << "count:8192:8192";
     QTest::newRow("ListModel grown one past the limit")
-        << item + listModel + later + append + "; m.append({ v: 0 }) } } }\n" << false << true
-        << tooMany(4, "Repeater", "8193")
-        << "count:0:8192";
+        << item + listModel + later + append(8192) + " } } }\n" << false << true << tooMany(4, "Repeater", "8193")
+        << "count:0:1";
     QTest::newRow("ListModel grown past the limit and back")
-        << item + listModel + later + append + "; m.append({ v: 0 }); m.clear(); m.append([{ v: 1 }, { v: 2 }]) } }\n"
+        << item + listModel + later + append(8192) + "; m.clear(); m.append([{ v: 1 }, { v: 2 }]) } }\n"
             + "Timer { running: true; interval: 300; onTriggered: m.append({ v: 3 }) } }\n"
-        << false << true << QString() << "count:3:8195";
+        << false << true << QString() << "count:3:4";
     QTest::newRow("Instantiator of a bound number")
         << QByteArray("import QtQuick 2.15\nimport QtQml.Models 2.15\nItem { width: 10; height: 10\n"
                       "Instantiator { objectName: \"r\"; property int n: 5000000; model: n + 0; QtObject {} } }\n")
@@ -405,6 +407,13 @@ void TestVTHostile::hostileInterfaces()
     QFETCH(QString, expected);
     QFETCH(QString, check);
 
+#ifdef __SANITIZE_ADDRESS__
+    // AddressSanitizer's shadow memory and red zones triple the resident size
+    // that the memory budget reads: 8192 delegates, a third of the budget in
+    // a plain build, reach it here.
+    if (check.startsWith(QLatin1String("count:8192")))
+        QSKIP("the memory budget cannot hold 8192 delegates under AddressSanitizer");
+#endif
     QTemporaryDir dir;
     const QString data = hostileData(dir, qml);
     if (check == QLatin1String("gif")) {
@@ -422,9 +431,10 @@ void TestVTHostile::hostileInterfaces()
     VTContext context;
     context.set(VTContextTimerInterval, 0);
     context.set(VTContextFadeOutDuration, 0);
-    // The memory row alone, without the time limit that a slow machine
-    // would reach first.
-    context.set(VTContextScriptTimeLimit, check == QLatin1String("memory") ? 0 : limit);
+    // The memory row and the rows that make thousands of delegates, without
+    // the time limit that a slow machine would reach first.
+    const bool untimed = check == QLatin1String("memory") || check.startsWith(QLatin1String("count:"));
+    context.set(VTContextScriptTimeLimit, untimed ? 0 : limit);
     context.set(VTContextInterfaceMemoryBudget, qint64(64) << 20);
     if (trusted)
         context.set(VTContextTrustedDataFolders, QStringList { data });
