@@ -14,6 +14,7 @@
 #include <QPointer>
 #include <QQmlEngine>
 #include <QQmlInfo>
+#include <QQuickItem>
 #include <QSequentialIterable>
 #include <QThread>
 #include <QUrl>
@@ -22,6 +23,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 
 QT_BEGIN_NAMESPACE
 // QtCore's hooks for debugging tools: entry 1 is the table's size, entry 3 a
@@ -45,32 +47,71 @@ VTQmlSandbox* urlHandler = nullptr;
 const char* const desktopSchemes[] = { "file", "data" };
 
 // The object hook hears of every creator an interface makes, those inside
-// delegates too, which are made and completed in one go. An object is looked
-// at as the next one is made, which is once it is constructed: a creator's
-// first model makes its delegate model, before the model is set.
-enum { HookDataSize = 1, AddQObjectHook = 3 };
-using AddQObjectCallback = void (*)(QObject*);
-// Read by every thread that makes objects.
-std::atomic<AddQObjectCallback> previousAddQObject { nullptr };
+// delegates too, which are made and completed in one go, and of every
+// delegate model's group, whose count changes before delegates are made. An
+// object is looked at as the next one is made, which is once it is
+// constructed: a creator's first model makes its delegate model, before the
+// model is set. The destroy hook forgets the last object as it goes.
+enum { HookDataSize = 1, AddQObjectHook = 3, RemoveQObjectHook = 4 };
+using ObjectCallback = void (*)(QObject*);
+// Read by every thread that makes or destroys objects.
+std::atomic<ObjectCallback> previousAddQObject { nullptr };
+std::atomic<ObjectCallback> previousRemoveQObject { nullptr };
 std::atomic<QThread*> hookThread { nullptr };
 std::atomic_int guardingSandboxes { 0 }; // written on the GUI thread
-QPointer<QObject> lastMade; // GUI thread only
+std::atomic<QObject*> lastMade { nullptr }; // written on the GUI thread
+
+enum class ObjectKind { Other, Creator, DelegateModelGroup };
+
+// One walk up the class chain per object: QML types derived in QML have
+// their own classes on top of Qt's.
+ObjectKind kindOf(const QMetaObject* meta)
+{
+    for (; meta; meta = meta->superClass()) {
+        const char* name = meta->className();
+        if (name[0] != 'Q' || name[1] != 'Q')
+            continue;
+        if (!std::strcmp(name, "QQuickRepeater") || !std::strcmp(name, "QQmlInstantiator"))
+            return ObjectKind::Creator;
+        if (!std::strcmp(name, "QQmlDelegateModelGroup"))
+            return ObjectKind::DelegateModelGroup;
+    }
+    return ObjectKind::Other;
+}
 
 void objectMade(QObject* object)
 {
-    if (const AddQObjectCallback previous = previousAddQObject.load())
+    if (const ObjectCallback previous = previousAddQObject.load())
         previous(object);
-    if (guardingSandboxes.load() == 0 || QThread::currentThread() != hookThread.load())
+    if (guardingSandboxes.load(std::memory_order_relaxed) == 0 || QThread::currentThread() != hookThread.load())
         return;
-    QObject* const previous = lastMade.data();
-    lastMade = object;
-    if (!previous || (!previous->inherits("QQuickRepeater") && !previous->inherits("QQmlInstantiator")))
+    QObject* const previous = lastMade.load(std::memory_order_relaxed);
+    lastMade.store(object, std::memory_order_relaxed);
+    if (!previous)
         return;
+    const ObjectKind kind = kindOf(previous->metaObject());
+    if (kind == ObjectKind::Other)
+        return;
+    // A delegate model the view made itself has no engine of its own.
     QQmlEngine* const engine = qmlEngine(previous);
     for (VTQmlSandbox* sandbox : qAsConst(sandboxes())) {
-        if (sandbox->isGuarding(engine))
+        if (!sandbox->isGuarding(engine))
+            continue;
+        if (kind == ObjectKind::Creator)
             sandbox->watchCreator(previous);
+        else
+            sandbox->watchDelegateModelGroup(previous);
     }
+}
+
+void objectDestroyed(QObject* object)
+{
+    if (const ObjectCallback previous = previousRemoveQObject.load())
+        previous(object);
+    // Mostly another object: one plain read then.
+    QObject* expected = object;
+    if (lastMade.load(std::memory_order_relaxed) == object)
+        lastMade.compare_exchange_strong(expected, nullptr);
 }
 
 // In place while some interface is guarded. A hook that a debugging tool
@@ -79,18 +120,22 @@ bool hookInPlace = false;
 
 void hookObjects(bool on)
 {
-    if (qtHookData[HookDataSize] <= AddQObjectHook)
+    if (qtHookData[HookDataSize] <= RemoveQObjectHook)
         return;
-    const quintptr ours = reinterpret_cast<quintptr>(&objectMade);
+    const quintptr made = reinterpret_cast<quintptr>(&objectMade);
+    const quintptr destroyed = reinterpret_cast<quintptr>(&objectDestroyed);
     if (on && !hookInPlace) {
         hookThread = QCoreApplication::instance()->thread();
-        previousAddQObject = reinterpret_cast<AddQObjectCallback>(qtHookData[AddQObjectHook]);
-        qtHookData[AddQObjectHook] = ours;
+        previousAddQObject = reinterpret_cast<ObjectCallback>(qtHookData[AddQObjectHook]);
+        previousRemoveQObject = reinterpret_cast<ObjectCallback>(qtHookData[RemoveQObjectHook]);
+        qtHookData[AddQObjectHook] = made;
+        qtHookData[RemoveQObjectHook] = destroyed;
         hookInPlace = true;
-    } else if (!on && hookInPlace && qtHookData[AddQObjectHook] == ours) {
+    } else if (!on && hookInPlace && qtHookData[AddQObjectHook] == made && qtHookData[RemoveQObjectHook] == destroyed) {
         qtHookData[AddQObjectHook] = reinterpret_cast<quintptr>(previousAddQObject.load());
+        qtHookData[RemoveQObjectHook] = reinterpret_cast<quintptr>(previousRemoveQObject.load());
         hookInPlace = false;
-        lastMade.clear();
+        lastMade = nullptr;
     }
 }
 
@@ -140,7 +185,7 @@ bool VTQmlSandbox::isTrusted() const
 
 bool VTQmlSandbox::isGuarding(const QQmlEngine* engine) const
 {
-    return m_guarding && engine == m_engine;
+    return m_guarding && (!engine || engine == m_engine);
 }
 
 VTQmlWatchdog* VTQmlSandbox::watchdog() const
@@ -220,10 +265,25 @@ void VTQmlSandbox::watchCreator(QObject* creator)
     const int changed = meta->indexOfSignal("modelChanged()");
     if (changed >= 0)
         connect(creator, meta->method(changed), this, check, Qt::UniqueConnection);
+    // Creators come and go with the delegates they sit in: the gone ones
+    // are dropped as the list doubles.
+    if (m_creators.size() >= 64 && (m_creators.size() & (m_creators.size() - 1)) == 0)
+        m_creators.removeAll(nullptr);
+    m_creators.append(creator);
     // An Instantiator keeps what it is given until it completes, without a
     // word: its model written in the QML is there already.
     if (creator->inherits("QQmlInstantiator"))
         refuseCreator(creator);
+}
+
+void VTQmlSandbox::watchDelegateModelGroup(QObject* group)
+{
+    // The group of all items tells of a new count as the first thing, before
+    // the creators using the model hear of it or make anything.
+    static const QMetaMethod check = staticMetaObject.method(staticMetaObject.indexOfSlot("checkDelegateModel()"));
+    const int changed = group->metaObject()->indexOfSignal("countChanged()");
+    if (changed >= 0 && group->property("name").toString() == QLatin1String("items"))
+        connect(group, group->metaObject()->method(changed), this, check, Qt::UniqueConnection);
 }
 
 void VTQmlSandbox::checkCreator()
@@ -232,14 +292,77 @@ void VTQmlSandbox::checkCreator()
         refuseCreator(creator);
 }
 
-void VTQmlSandbox::refuseCreator(QObject* creator)
+void VTQmlSandbox::checkDelegateModel()
+{
+    QObject* const items = sender();
+    QObject* const model = items ? items->parent() : nullptr;
+    const double limit = delegateLimit();
+    if (!model || limit <= 0 || m_refusingCreator || items->property("count").toDouble() <= limit)
+        return;
+    // A view's own model makes only the delegates in sight. A Repeater's
+    // own has no parent; an Instantiator's is its child.
+    QObject* const owner = model->parent();
+    const bool ownedByCreator = owner && kindOf(owner->metaObject()) == ObjectKind::Creator;
+    if (owner && !ownedByCreator && !qmlEngine(model))
+        return;
+    m_creators.removeAll(nullptr);
+    const QList<QPointer<QObject>> creators = ownedByCreator ? QList<QPointer<QObject>> { owner } : m_creators;
+    for (const QPointer<QObject>& creator : creators) {
+        if (creator && delegateCount(creator->property("model")) > limit)
+            stopCreator(creator, model);
+    }
+}
+
+void VTQmlSandbox::stopCreator(QObject* creator, QObject* model)
+{
+    // The creator would make the delegates as soon as this signal returns,
+    // from the model's update or its own: a Repeater deaf to the one and
+    // without a parent item for the other, an Instantiator inactive, it
+    // makes none until it is refused.
+    StoppedCreator stopped { creator, nullptr, false };
+    if (auto item = qobject_cast<QQuickItem*>(creator)) {
+        if (model->metaObject()->indexOfSignal("modelUpdated(QQmlChangeSet,bool)") >= 0)
+            disconnect(model, "2modelUpdated(QQmlChangeSet,bool)", creator, nullptr);
+        stopped.parentItem = item->parentItem();
+        item->setParentItem(nullptr);
+    } else {
+        stopped.wasActive = creator->property("active").toBool();
+        creator->setProperty("active", false);
+    }
+    if (m_stopped.isEmpty())
+        QMetaObject::invokeMethod(this, &VTQmlSandbox::refuseStoppedCreators, Qt::QueuedConnection);
+    m_stopped.append(stopped);
+}
+
+void VTQmlSandbox::refuseStoppedCreators()
+{
+    const QList<StoppedCreator> stopped = std::exchange(m_stopped, {});
+    for (const StoppedCreator& creator : stopped) {
+        if (!creator.creator)
+            continue;
+        auto item = qobject_cast<QQuickItem*>(creator.creator.data());
+        if (!refuseCreator(creator.creator) && item) {
+            // Its model shrank again: a new model connects the Repeater to
+            // its updates again.
+            const QVariant model = item->property("model");
+            item->setProperty("model", QVariantList());
+            item->setProperty("model", model);
+        }
+        if (item && creator.parentItem)
+            item->setParentItem(creator.parentItem);
+        else if (!item && creator.wasActive)
+            creator.creator->setProperty("active", true);
+    }
+}
+
+bool VTQmlSandbox::refuseCreator(QObject* creator)
 {
     const double limit = delegateLimit();
     if (limit <= 0 || m_refusingCreator)
-        return;
+        return false;
     const double asked = delegateCount(creator->property("model"));
     if (asked <= limit)
-        return;
+        return false;
     m_refusingCreator = true;
     // An empty list, not 0: an Instantiator given 0 keeps its delegate
     // model's count.
@@ -248,6 +371,7 @@ void VTQmlSandbox::refuseCreator(QObject* creator)
     qmlWarning(creator) << QStringLiteral(
         "It asks for %1 delegates, more than the %2 that the interface's memory budget allows: it makes none.")
                                .arg(QString::number(asked, 'f', 0), QString::number(limit, 'f', 0));
+    return true;
 }
 
 void VTQmlSandbox::end()
@@ -259,6 +383,7 @@ void VTQmlSandbox::end()
     if (m_guarding && --guardingSandboxes == 0)
         hookObjects(false);
     m_guarding = false;
+    m_creators.clear();
 }
 
 QPair<QString, int> VTQmlSandbox::scriptPlace() const

@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QPair>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 
@@ -13,6 +15,7 @@
 #include <functional>
 
 class QQmlEngine;
+class QQuickItem;
 class QUrl;
 
 namespace Vantles {
@@ -40,10 +43,11 @@ class VTQmlWatchdog;
  * delegates in one go, in C++ where no watchdog can stop it, so one whose
  * model asks for more delegates than the memory budget allows (a delegate
  * counted as delegateCost bytes) makes none. QtCore's object hook tells of
- * each creator the interface makes, inside delegates too, before its model
- * is set. A model that JavaScript enlarges after its creator completed, and
- * an Instantiator's model bound to an expression, are refused only once the
- * delegates are made.
+ * each creator and delegate model group the interface makes, inside delegates
+ * too: a creator is refused as its model is set, and one whose model grows
+ * later (JavaScript enlarging it, a bound model changing) is stopped as its
+ * delegate model's count changes, before it makes a delegate, and refused
+ * as soon as the event loop runs again.
  *
  * Each refusal is reported once, with the QML file and line that asked for
  * it when JavaScript asked. GUI thread only.
@@ -57,7 +61,8 @@ public:
     ~VTQmlSandbox() override;
 
     bool isTrusted() const;
-    /// Whether this sandbox guards an interface of @p engine now.
+    /// Whether this sandbox guards an interface of @p engine now; with no
+    /// engine, whether it guards one of any engine.
     bool isGuarding(const QQmlEngine* engine) const;
     /// Starts guarding a new interface: @p trusted, @p limitMs and
     /// @p memoryBudget as VTQmlWatchdog::arm() takes them.
@@ -74,6 +79,10 @@ public:
     /// Refuses @p creator (a Repeater or an Instantiator) of the interface
     /// a model that asks too much, each time one is set.
     void watchCreator(QObject* creator);
+    /// Stops the creators of the interface that use the delegate model of
+    /// @p group (one of its groups; the one of all items is watched) when
+    /// its count grows past delegateLimit().
+    void watchDelegateModelGroup(QObject* group);
     /// The number of delegates @p model (a "model" value of a Repeater or
     /// an Instantiator) stands for.
     static double delegateCount(const QVariant& model);
@@ -107,10 +116,16 @@ private Q_SLOTS:
     void openDesktopUrl(const QUrl& url);
     /// A guarded creator's model changed: refuses it when it asks too much.
     void checkCreator();
+    /// A guarded delegate model's count changed: stops the creators that
+    /// would make too many delegates from it.
+    void checkDelegateModel();
 
 private:
     void checkApplicationIdentity();
-    void refuseCreator(QObject* creator);
+    /// Whether @p creator was refused its model.
+    bool refuseCreator(QObject* creator);
+    void stopCreator(QObject* creator, QObject* model);
+    void refuseStoppedCreators();
     void takeApplicationIdentity();
 
     QQmlEngine* const m_engine;
@@ -122,6 +137,15 @@ private:
     int m_overrideCursors = 0;
     qint64 m_memoryBudget = 0;
     bool m_refusingCreator = false;
+    QList<QPointer<QObject>> m_creators;
+    // Creators kept from making delegates until they are refused, with what
+    // they had before.
+    struct StoppedCreator {
+        QPointer<QObject> creator;
+        QPointer<QQuickItem> parentItem;
+        bool wasActive;
+    };
+    QList<StoppedCreator> m_stopped;
     QStringList m_identity; // name, organization, domain, version, display name
 };
 

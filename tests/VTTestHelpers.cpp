@@ -92,32 +92,59 @@ QStringList MessageLog::debugMessages() const
 
 namespace {
 // QtCore's table for debugging tools (qhooks_p.h): its size at 1, the Qt
-// version at 2, the callbacks for objects made and destroyed at 3 and 4.
+// version at 2, the callbacks for objects made and destroyed at 3 and 4. The
+// library chains its own while it guards an interface: the counter calls
+// what was there before it, and stays in the chain, idle, when the library's
+// hooks came after it.
+using ObjectCallback = void (*)(QObject*);
 std::atomic<qint64> liveObjects { 0 };
-void objectAdded(QObject*)
+std::atomic_bool counting { false };
+std::atomic<ObjectCallback> previousAdded { nullptr };
+std::atomic<ObjectCallback> previousRemoved { nullptr };
+bool inChain = false;
+void objectAdded(QObject* object)
 {
-    ++liveObjects;
+    if (const ObjectCallback previous = previousAdded.load())
+        previous(object);
+    if (counting)
+        ++liveObjects;
 }
-void objectRemoved(QObject*)
+void objectRemoved(QObject* object)
 {
-    --liveObjects;
+    if (const ObjectCallback previous = previousRemoved.load())
+        previous(object);
+    if (counting)
+        --liveObjects;
 }
 } // namespace
 
 LiveObjects::LiveObjects()
-    : m_counting(qtHookData[1] >= 5 && qtHookData[2] == QT_VERSION && !qtHookData[3] && !qtHookData[4])
+    : m_counting(qtHookData[1] >= 5 && qtHookData[2] == QT_VERSION)
 {
     liveObjects = 0;
-    if (m_counting) {
+    if (!m_counting)
+        return;
+    if (!inChain) {
+        previousAdded = reinterpret_cast<ObjectCallback>(qtHookData[3]);
+        previousRemoved = reinterpret_cast<ObjectCallback>(qtHookData[4]);
         qtHookData[3] = reinterpret_cast<quintptr>(&objectAdded);
         qtHookData[4] = reinterpret_cast<quintptr>(&objectRemoved);
+        inChain = true;
     }
+    counting = true;
 }
 
 LiveObjects::~LiveObjects()
 {
-    if (m_counting)
-        qtHookData[3] = qtHookData[4] = 0;
+    if (!m_counting)
+        return;
+    counting = false;
+    if (qtHookData[3] == reinterpret_cast<quintptr>(&objectAdded)
+        && qtHookData[4] == reinterpret_cast<quintptr>(&objectRemoved)) {
+        qtHookData[3] = reinterpret_cast<quintptr>(previousAdded.load());
+        qtHookData[4] = reinterpret_cast<quintptr>(previousRemoved.load());
+        inChain = false;
+    }
 }
 
 qint64 LiveObjects::count() const

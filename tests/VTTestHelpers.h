@@ -61,8 +61,7 @@ public:
     LiveObjects(const LiveObjects&) = delete;
     LiveObjects& operator=(const LiveObjects&) = delete;
 
-    /// False when this Qt keeps no hooks of the expected layout, or another
-    /// tool uses them.
+    /// False when this Qt keeps no hooks of the expected layout.
     bool isCounting() const { return m_counting; }
     /// Objects made minus objects destroyed since the counter was made.
     qint64 count() const;
