@@ -5,7 +5,7 @@
 AT-SPI while the pointer and the keyboard (xdotool) drive vt_accessibilityhost.
 
 Run inside an X server and a D-Bus session with at-spi2-core installed:
-    xvfb-run -a dbus-run-session -- tst_accessibility.py HOST
+    run-in-xvfb.sh 1280x1024 dbus-run-session -- tst_accessibility.py HOST
 Prints what the accessibility client sees at each step; exits 1 on the first
 check that fails."""
 import os

@@ -2,7 +2,7 @@
 # SPDX-FileCopyrightText: 2026 The Vantles Authors
 # SPDX-License-Identifier: BSD-3-Clause
 # Runs a command as a client of a real Wayland compositor: weston, with its
-# X11 backend in the X server the caller started (xvfb-run), its output as
+# X11 backend in the X server the caller started (run-in-xvfb.sh), its output as
 # large as that screen at its top-left corner, so that X11 and the output
 # share coordinates. That backend has an input seat, which Qt's Wayland text
 # input needs, and takes the pointer and keys that xdotool sends to the X
