@@ -186,6 +186,8 @@ public:
     bool shadow = false;
     // Whether the keyboard brought the vantle: it then has no countdown.
     bool byKeyboard = false;
+    // Inside renderUnshown(): shown to Qt, never to the user.
+    bool unshown = false;
 
     QVariant setting(VTContextKey key, const QVariant& defaultValue) const
     {
@@ -710,6 +712,8 @@ void VTWidget::keyPressEvent(QKeyEvent* event)
 void VTWidget::showEvent(QShowEvent* event)
 {
     Q_UNUSED(event)
+    if (d->unshown)
+        return;
     if (!isSafe(QCursor::pos()))
         setTimer();
     reposition();
@@ -719,6 +723,24 @@ void VTWidget::showEvent(QShowEvent* event)
         QAccessibleEvent shown(this, QAccessible::ObjectShow);
         QAccessible::updateAccessibility(&shown);
     }
+}
+
+bool VTWidget::renderUnshown()
+{
+    if (isVisible() || !d->view)
+        return false;
+    // Qt Quick sets a view's scene graph up, its graphics resources and the
+    // shaders of what it draws, when the view is first shown, and keeps them
+    // when it is hidden. Shown with WA_DontShowOnScreen, the window is never
+    // mapped and never composed; the frame is rendered on request, at once.
+    d->unshown = true;
+    setAttribute(Qt::WA_DontShowOnScreen);
+    QWidget::setVisible(true);
+    const bool rendered = !d->view->grabFramebuffer().isNull();
+    QWidget::setVisible(false);
+    setAttribute(Qt::WA_DontShowOnScreen, false);
+    d->unshown = false;
+    return rendered;
 }
 
 // An opaque window fills what the view leaves uncovered. Around a panel on

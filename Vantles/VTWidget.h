@@ -110,6 +110,11 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    friend class VTWindowPreloader;
+    // Sets the view's scene graph up and renders it once while the window
+    // stays off the screen; false when it rendered nothing.
+    bool renderUnshown();
+
     std::unique_ptr<VTWidgetPrivate> const d;
 };
 

@@ -9,6 +9,7 @@
 #include "VTWidget.h"
 #include "VTXmlElement.h"
 
+#include <QAccessible>
 #include <QBuffer>
 #include <QGuiApplication>
 #include <QImage>
@@ -190,6 +191,13 @@ void VTWindowPreloader::runStep()
                 context.doneCurrent();
             }
         }
+        m_step = RenderView;
+        break;
+    case RenderView:
+        // Not while assistive technology listens: Qt tells it of the view
+        // shown, even off the screen.
+        if (!QAccessible::isActive())
+            m_manager->widget()->renderUnshown();
         m_step = Done;
         return;
     default:

@@ -17,8 +17,9 @@ class VTXmlElement;
  * Makes the manager's tooltip window ready before the first vantle is
  * shown, so that the user's first hover costs no more than a later one:
  * the window and its view with its QML engine, the library's interface
- * compiled and built (over placeholder content that is never shown), and
- * the graphics driver loaded.
+ * compiled and built (over placeholder content that is never shown), the
+ * graphics driver loaded and the view's scene graph set up and rendered once
+ * without the window appearing.
  *
  * The work starts once the application is idle after its first window
  * appeared (and setting VTContextPrepareDelay more), or at once when the
@@ -49,7 +50,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    enum Step { Waiting, Scheduled, MakeWindow, LoadInterface, StartGraphics, Done };
+    enum Step { Waiting, Scheduled, MakeWindow, LoadInterface, StartGraphics, RenderView, Done };
 
     void schedule(int delay);
     void runStep();

@@ -16,10 +16,32 @@
 #include <QQuickItem>
 #include <QTest>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <memory>
 
 using namespace Vantles;
+
+namespace {
+
+// Counts the shows of tooltip windows on the screen: a widget shown with
+// WA_DontShowOnScreen gets a show event, its window does not.
+class ShownTooltips : public QObject {
+public:
+    ShownTooltips() { qApp->installEventFilter(this); }
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show && watched->isWindowType()
+            && static_cast<QWindow*>(watched)->type() == Qt::ToolTip)
+            ++count;
+        return false;
+    }
+};
+
+} // namespace
 
 class TestVTWindowPreloader : public QObject {
     Q_OBJECT
@@ -104,14 +126,18 @@ QString TestVTWindowPreloader::shownTitle() const
 
 void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
 {
+    const ShownTooltips shown;
     start({});
     VTManager* manager = m_host->manager();
     QTRY_VERIFY(manager->widget() && manager->widget()->view()->rootObject());
     VTWidget* window = manager->widget();
     const QQuickItem* root = window->view()->rootObject();
     QCOMPARE(window->view()->source(), QUrl(QStringLiteral("qrc") + VTView::builtInInterfacePath(false)));
-    QVERIFY(!window->isVisible());
+    // Its scene graph set up and rendered, the window never on the screen.
+    QTRY_VERIFY(window->view()->quickWindow()->isSceneGraphInitialized());
     QTest::qWait(100);
+    QVERIFY(!window->isVisible());
+    QCOMPARE(shown.count, 0);
     QCOMPARE(windowCount(), 1);
 
     // The first show finds it all made; the interface is not built again.
@@ -119,6 +145,7 @@ void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
     QCOMPARE(manager->widget(), window);
     QCOMPARE(window->view()->rootObject(), root);
     QVERIFY(window->isVisible());
+    QCOMPARE(shown.count, 1);
     QCOMPARE(shownTitle(), QStringLiteral("First"));
     QCOMPARE(windowCount(), 1);
     // The interface built over the placeholder may use the files of the
