@@ -7,7 +7,10 @@
 # The server picks a free display number itself (-displayfd) and says which
 # once it accepts clients: runs started at the same moment, by this script or
 # anything else on the machine, never share one, as they could with the
-# number that xvfb-run -a guesses from the lock files it sees.
+# number that xvfb-run -a guesses from the lock files it sees. -noreset: an
+# X server resets when its last client leaves and refuses clients meanwhile,
+# so a program that connects just as a helper (the accessibility bus
+# launcher, xdotool) disconnects would find no display.
 size=$1
 shift
 dir=$(mktemp -d) || exit 1
@@ -18,7 +21,7 @@ stop() {
 }
 trap 'stop; exit 130' INT TERM HUP
 
-Xvfb -displayfd 3 -screen 0 "${size}x24" -nolisten tcp 3>"$dir/display" >"$dir/log" 2>&1 &
+Xvfb -displayfd 3 -screen 0 "${size}x24" -nolisten tcp -noreset 3>"$dir/display" >"$dir/log" 2>&1 &
 server=$!
 tries=0
 until grep -q '^[0-9][0-9]*$' "$dir/display" 2>/dev/null; do
