@@ -490,9 +490,10 @@ void TestVTHostile::hostileInterfaces()
         QVERIFY(creator);
         const QStringList counts = check.mid(6).split(QLatin1Char(':'));
         const int count = counts.at(0).toInt();
-        QCOMPARE(creator->property("count").toInt(), count);
+        // Timers of the interface may still be due on a slow machine.
+        QTRY_COMPARE(creator->property("count").toInt(), count);
         if (counts.size() > 1)
-            QCOMPARE(creator->property("made").toInt(), counts.at(1).toInt());
+            QTRY_COMPARE(creator->property("made").toInt(), counts.at(1).toInt());
         // Every delegate is made, the last one too, and the creator is back
         // where it was once the event loop has run.
         QObject* last = nullptr;
