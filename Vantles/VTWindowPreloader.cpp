@@ -147,7 +147,10 @@ void VTWindowPreloader::runStep()
         break;
     case LoadInterface: {
         VTView* view = m_manager->widget()->view();
-        if (view && view->source().isEmpty()) {
+        // Not while assistive technology listens: Qt Quick would tell it of
+        // every item built over the placeholder. The first show builds the
+        // interface then.
+        if (view && view->source().isEmpty() && !QAccessible::isActive()) {
             // Content that stands for any vantle, to build the interface
             // over (its texts load the fonts); the first show replaces (and
             // deletes) it.
@@ -195,7 +198,7 @@ void VTWindowPreloader::runStep()
         break;
     case RenderView:
         // Not while assistive technology listens: Qt tells it of the view
-        // shown, even off the screen.
+        // shown, even off the screen, and there is no interface to render.
         if (!QAccessible::isActive())
             m_manager->widget()->renderUnshown();
         m_step = Done;
