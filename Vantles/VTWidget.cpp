@@ -725,10 +725,10 @@ void VTWidget::showEvent(QShowEvent* event)
     }
 }
 
-bool VTWidget::renderUnshown()
+void VTWidget::renderUnshown()
 {
     if (isVisible() || !d->view)
-        return false;
+        return;
     // Qt Quick sets a view's scene graph up, its graphics resources and the
     // shaders of what it draws, when the view is first shown, and keeps them
     // when it is hidden. Shown with WA_DontShowOnScreen, the window is never
@@ -736,11 +736,10 @@ bool VTWidget::renderUnshown()
     d->unshown = true;
     setAttribute(Qt::WA_DontShowOnScreen);
     QWidget::setVisible(true);
-    const bool rendered = !d->view->grabFramebuffer().isNull();
+    d->view->grabFramebuffer();
     QWidget::setVisible(false);
     setAttribute(Qt::WA_DontShowOnScreen, false);
     d->unshown = false;
-    return rendered;
 }
 
 // An opaque window fills what the view leaves uncovered. Around a panel on

@@ -112,8 +112,8 @@ protected:
 private:
     friend class VTWindowPreloader;
     // Sets the view's scene graph up and renders it once while the window
-    // stays off the screen; false when it rendered nothing.
-    bool renderUnshown();
+    // stays off the screen.
+    void renderUnshown();
 
     std::unique_ptr<VTWidgetPrivate> const d;
 };
