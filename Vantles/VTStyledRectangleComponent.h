@@ -72,7 +72,14 @@ public:
     /// Emits radiusChanged() only when the value changes.
     void setRadius(qreal radius);
 
+    /// Paints the panel as the scene draws it, for callers that paint it
+    /// themselves; in a scene the panel is made of the scene graph's own
+    /// rectangles instead, so that resizing it paints nothing.
     void paint(QPainter* painter) override;
+    /// The panel's layer when it has one; the panel is no texture itself.
+    bool isTextureProvider() const override;
+    /// The panel's layer when it has one, else null.
+    QSGTextureProvider* textureProvider() const override;
     /// Emits textColorChanged() and repaints; called when the application's
     /// palette changes.
     void paletteChanged();
@@ -87,7 +94,13 @@ Q_SIGNALS:
     /// The radius changed.
     void radiusChanged();
 
+protected:
+    QSGNode* updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData* data) override;
+
 private:
+    QColor borderColor() const;
+    bool isSceneRoot() const;
+
     int m_elementIdentifier;
     QString m_element;
     bool m_toolTipStyle = false;

@@ -66,6 +66,35 @@ int countPixels(const QImage& image, const QRect& area, const QColor& color)
     return count;
 }
 
+// Where @p actual and @p expected differ by more than @p tolerance in a
+// channel: the first such pixel, and how many there are; empty when none.
+QString difference(const QImage& actual, const QImage& expected, int tolerance)
+{
+    if (actual.size() != expected.size())
+        return QStringLiteral("sizes %1x%2 and %3x%4")
+            .arg(actual.width())
+            .arg(actual.height())
+            .arg(expected.width())
+            .arg(expected.height());
+    QString first;
+    int count = 0;
+    for (int y = 0; y < actual.height(); ++y) {
+        for (int x = 0; x < actual.width(); ++x) {
+            const QRgb a = actual.pixel(x, y), e = expected.pixel(x, y);
+            if (qAbs(qRed(a) - qRed(e)) > tolerance || qAbs(qGreen(a) - qGreen(e)) > tolerance
+                || qAbs(qBlue(a) - qBlue(e)) > tolerance) {
+                if (first.isEmpty())
+                    first = QStringLiteral("(%1, %2) is %3, not %4")
+                                .arg(x)
+                                .arg(y)
+                                .arg(QColor(a).name(), QColor(e).name());
+                ++count;
+            }
+        }
+    }
+    return count ? QStringLiteral("%1 pixels differ; the first: %2").arg(count).arg(first) : QString();
+}
+
 // A horizontal bar from 0 to 10 at (20, 10), 200 by 20, on magenta.
 const QByteArray horizontalBarQml = R"(Rectangle {
     width: 240; height: 40; color: "#ff00ff"
@@ -92,6 +121,8 @@ private Q_SLOTS:
     void paintFollowsStyleAndNesting_data();
     void paintFollowsStyleAndNesting();
     void sceneRootPaintsWindowColour();
+    void panelInSceneMatchesPaint_data();
+    void panelInSceneMatchesPaint();
 
     void positionNotifiesPerChange();
     void scrollBarIsNeverAWindow();
@@ -262,6 +293,84 @@ void TestVTComponents::sceneRootPaintsWindowColour()
     QCOMPARE(QColor(image.pixel(20, 15)), windowColor());
     QCOMPARE(QColor(image.pixel(60, 30)), QColor(0, 255, 0));
     QCOMPARE(QColor(image.pixel(20, 45)), toolTipBase());
+}
+
+void TestVTComponents::panelInSceneMatchesPaint_data()
+{
+    QTest::addColumn<bool>("toolTipStyle");
+    QTest::addColumn<qreal>("radius");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<QSize>("resized");
+
+    QTest::newRow("square") << true << 0.0 << QSize(60, 30) << QSize(90, 45);
+    QTest::newRow("rounded") << true << 4.0 << QSize(60, 30) << QSize(40, 70);
+    QTest::newRow("fractional radius") << true << 6.5 << QSize(60, 40) << QSize(61, 41);
+    // A radius of 4 takes corners of 5 pixels: 11 is the smallest panel cut
+    // into them, 10 is drawn whole.
+    QTest::newRow("smallest cut, then too small") << true << 4.0 << QSize(11, 11) << QSize(10, 11);
+    QTest::newRow("too small, then cut") << true << 4.0 << QSize(11, 10) << QSize(11, 11);
+    QTest::newRow("radius past half the height") << true << 10.0 << QSize(30, 12) << QSize(30, 40);
+    QTest::newRow("plain nested paints nothing") << false << 0.0 << QSize(60, 30) << QSize(30, 60);
+}
+
+void TestVTComponents::panelInSceneMatchesPaint()
+{
+    QFETCH(bool, toolTipStyle);
+    QFETCH(qreal, radius);
+    QFETCH(QSize, size);
+    QFETCH(QSize, resized);
+
+    // The scene draws the panel with its own nodes, pixel for pixel what
+    // paint() draws within the panel, at each size and after the palette
+    // changed.
+    auto widget = showScene(QStringLiteral(R"(Rectangle {
+    width: 120; height: 100; color: "#ff00ff"
+    VTStyledRectangle { objectName: "panel"; x: 10; y: 10; width: %1; height: %2; toolTipStyle: %3; radius: %4 }
+}
+)")
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(toolTipStyle ? QStringLiteral("true") : QStringLiteral("false"))
+                                .arg(radius)
+                                .toUtf8());
+    QVERIFY(widget);
+    auto panel = widget->rootObject()->findChild<VTStyledRectangleComponent*>(QStringLiteral("panel"));
+    QVERIFY(panel);
+    QQuickItem parent;
+    VTStyledRectangleComponent reference;
+    reference.setParentItem(&parent);
+    reference.setToolTipStyle(toolTipStyle);
+    reference.setRadius(radius);
+    auto expected = [&](const QSize& at) {
+        reference.setSize(at);
+        QImage image(120, 100, QImage::Format_ARGB32);
+        image.fill(marker);
+        QPainter painter(&image);
+        painter.translate(10, 10);
+        painter.setClipRect(QRect(QPoint(0, 0), at));
+        reference.paint(&painter);
+        return image;
+    };
+
+    QString differs = difference(widget->grabFramebuffer(), expected(size), 2);
+    QVERIFY2(differs.isEmpty(), qPrintable(differs));
+    panel->setSize(resized);
+    differs = difference(widget->grabFramebuffer(), expected(resized), 2);
+    QVERIFY2(differs.isEmpty(), qPrintable(differs));
+
+    const QPalette savedToolTip = QToolTip::palette(), savedApplication = QApplication::palette();
+    QPalette dark(QColor(40, 40, 48));
+    dark.setColor(QPalette::ToolTipBase, QColor(30, 30, 36));
+    dark.setColor(QPalette::ToolTipText, QColor(230, 230, 230));
+    QToolTip::setPalette(dark);
+    QApplication::setPalette(dark);
+    const QImage darkScene = widget->grabFramebuffer(), darkExpected = expected(resized);
+    QToolTip::setPalette(savedToolTip);
+    QApplication::setPalette(savedApplication);
+    differs = difference(darkScene, darkExpected, 2);
+    QVERIFY2(differs.isEmpty(), qPrintable(differs));
+    if (toolTipStyle)
+        QCOMPARE(QColor(darkScene.pixel(10 + resized.width() / 2, 10 + resized.height() / 2)), QColor(30, 30, 36));
 }
 
 void TestVTComponents::positionNotifiesPerChange()
