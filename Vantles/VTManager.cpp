@@ -20,8 +20,8 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QHelpEvent>
-#include <QMap>
 #include <QKeyEvent>
+#include <QMap>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
@@ -58,6 +58,11 @@ public:
     bool eventFilterInstalled = false;
     QTranslator* translator = nullptr;
     QString loadedTranslation;
+    // The vantle and file name the translation was looked up for: once
+    // per vantle, as the lookup reads the file system.
+    QPointer<const VTXmlElement> translationFor;
+    QString translationFile;
+    bool translationMissing = false;
     float scale = 1.0f;
     QList<VTProblem> problems;
     QSet<QString> reported; // each problem with the version of its file
@@ -235,7 +240,8 @@ void VTManagerPrivate::followMenus(const QPoint& globalPos)
     }
     // Browsing from entry to entry is quick once a vantle is up, as it is
     // for Qt's tooltips.
-    const int delay = vantleUp() ? 20 : QApplication::style()->styleHint(QStyle::SH_ToolTip_WakeUpDelay, nullptr, under);
+    const int delay
+        = vantleUp() ? 20 : QApplication::style()->styleHint(QStyle::SH_ToolTip_WakeUpDelay, nullptr, under);
     menuTimer->start(delay);
 }
 
@@ -256,8 +262,8 @@ void VTManagerPrivate::handleFocus(QObject* watched, QFocusEvent* event)
         return;
     }
     const Qt::FocusReason reason = event->reason();
-    const bool byKeyboard = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason
-        || reason == Qt::ShortcutFocusReason;
+    const bool byKeyboard
+        = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
     if (!byKeyboard || !context.get(VTContextShowOnFocus, false).toBool() || q->keyForObject(control).isEmpty())
         return;
     focusControl = control;
@@ -822,23 +828,31 @@ QString VTManager::translateString(const QString& string, const QString& context
                                  .arg(d->context.get(VTContextTranslationPrefix, QStringLiteral("Vantles")).toString(),
                                      currentLocale().name());
     const VTView* view = d->window->view();
-    const QString path = view->findComponent(
-        QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
-    if (!d->translator)
-        d->translator = new QTranslator(this);
-    if (path != d->loadedTranslation) {
-        if (!d->translator->load(path)) {
-            d->loadedTranslation = QString();
-            // A package may exist in one language only: not a mistake.
-            const QStringList looked = view->componentCandidates(
-                QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
-            report({ VTMessageInformation, looked.value(0, path), 0, 0,
-                QStringLiteral("There is no translation file for %1 here; interface texts stay as written.")
-                    .arg(currentLocale().name()) });
-            return string;
+    if (!d->translationFor || d->translationFor != view->content() || d->translationFile != fileName) {
+        d->translationFor = view->content();
+        d->translationFile = fileName;
+        const QString path = view->findComponent(
+            QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+        if (!d->translator)
+            d->translator = new QTranslator(this);
+        d->translationMissing = false;
+        if (path != d->loadedTranslation) {
+            if (!d->translator->load(path)) {
+                d->loadedTranslation = QString();
+                d->translationMissing = true;
+                // A package may exist in one language only: not a mistake.
+                const QStringList looked = view->componentCandidates(
+                    QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+                report({ VTMessageInformation, looked.value(0, path), 0, 0,
+                    QStringLiteral("There is no translation file for %1 here; interface texts stay as written.")
+                        .arg(currentLocale().name()) });
+            } else {
+                d->loadedTranslation = path;
+            }
         }
-        d->loadedTranslation = path;
     }
+    if (d->translationMissing)
+        return string;
     return d->translator->translate(context.toUtf8().constData(), string.toUtf8().constData());
 }
 

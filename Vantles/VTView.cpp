@@ -23,7 +23,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPointer>
-#include <QSet>
 #include <QQmlComponent>
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -31,9 +30,10 @@
 #include <QQuickWindow>
 #include <QResizeEvent>
 #include <QSGRendererInterface>
+#include <QScreen>
+#include <QSet>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
-#include <QScreen>
 #include <QThread>
 #include <QUrl>
 
@@ -82,8 +82,11 @@ public:
     // content's folders: unless the host's settings name it by an absolute
     // path, it must.
     bool mustStayInside(const QString& attribute, const QString& path) const;
-    // The folders the content may use files of.
+    // The folders the content may use files of, canonical. Found once per
+    // content: each folder is a file system lookup, and a show asks often.
     QStringList contentFolders() const;
+    mutable QStringList knownFolders;
+    mutable bool foldersKnown = false;
     // The first of @p candidates that exists and, when @p contained, lies in
     // the content's folders; the others that exist are reported as refused,
     // and *refused tells whether there were any.
@@ -126,7 +129,12 @@ QStringList VTViewPrivate::contentFolders() const
 {
     if (!manager || !manager->index())
         return {};
-    return VTContentUrlInterceptor::canonicalFolders(manager->index()->componentPathsForElement(content, QString()));
+    if (!foldersKnown) {
+        knownFolders
+            = VTContentUrlInterceptor::canonicalFolders(manager->index()->componentPathsForElement(content, QString()));
+        foldersKnown = true;
+    }
+    return knownFolders;
 }
 
 QString VTViewPrivate::usableCandidate(const QStringList& candidates, bool contained, bool* refused) const
@@ -241,7 +249,8 @@ VTView::VTView(VTManager* manager, QWidget* parent)
         [self, this](const QUrl& url, VTContentUrlInterceptor::Refusal refusal, qint64 bytes) {
             // May run on the QML loader's thread: the view is alive while its
             // engine loads.
-            const QString module = refusal == VTContentUrlInterceptor::Module ? d->interceptor->moduleOf(url) : QString();
+            const QString module
+                = refusal == VTContentUrlInterceptor::Module ? d->interceptor->moduleOf(url) : QString();
             if (!module.isEmpty())
                 d->moduleRefused = true;
             QString text;
@@ -365,6 +374,7 @@ const VTXmlElement* VTView::content() const
 void VTView::setContent(VTXmlElement* content)
 {
     d->content = content;
+    d->foldersKnown = false;
 }
 
 void VTView::replaceContent(VTXmlElement* content)
@@ -374,11 +384,13 @@ void VTView::replaceContent(VTXmlElement* content)
     // and may use the files of its package from then on.
     if (old && old != content && rootObject()) {
         d->content = content;
+        d->foldersKnown = false;
         d->interceptor->setFolders(d->contentFolders() << d->interfaceFolder);
         engine()->rootContext()->setContextProperty(QStringLiteral("vantle"), content);
     }
     if (old && old != content) {
         d->content = nullptr;
+        d->foldersKnown = false;
         // Content from the index is a child of the document the index
         // parsed, which nothing else holds: the whole document goes. Any
         // other parent is the host's and stays.
@@ -388,6 +400,7 @@ void VTView::replaceContent(VTXmlElement* content)
             delete old;
     }
     d->content = content;
+    d->foldersKnown = false;
 }
 
 QDir VTView::packageRoot() const
@@ -561,8 +574,8 @@ bool VTView::loadGuarded(const QString& path, bool trusted)
     QStringList modules;
     if (!trusted && d->manager) {
         modules = QStringList { QStringLiteral("QtQuick"), QStringLiteral("QtQuick.Layouts"), QStringLiteral("QtQml"),
-                      QStringLiteral("QtQml.Models"), QStringLiteral("QtQml.WorkerScript"),
-                      QStringLiteral("com.zelvane.vantles.qml") }
+            QStringLiteral("QtQml.Models"), QStringLiteral("QtQml.WorkerScript"),
+            QStringLiteral("com.zelvane.vantles.qml") }
             + d->manager->context()->get(VTContextUntrustedExtraModules).toStringList();
     }
     d->interceptor->setAllowedModules(modules);
@@ -598,16 +611,18 @@ void VTView::stopInterface()
     const QString file = trip.file.isEmpty() ? d->loadedPath : trip.file;
     const int line = trip.line > 0 ? trip.line : VTQmlWatchdog::lineOf(file, trip.function);
     const QString what = trip.function.isEmpty() ? QStringLiteral("Its JavaScript")
-                                                  : QStringLiteral("Its JavaScript (%1)").arg(trip.function);
+                                                 : QStringLiteral("Its JavaScript (%1)").arg(trip.function);
     const VTContext* context = d->manager ? d->manager->context() : nullptr;
     const QString text = trip.reason == VTQmlWatchdog::Trip::Time
-        ? QStringLiteral("%1 held the application for more than %2 ms: the interface was stopped and its vantle closed.")
+        ? QStringLiteral(
+            "%1 held the application for more than %2 ms: the interface was stopped and its vantle closed.")
               .arg(what, QString::number(context ? context->get(VTContextScriptTimeLimit, 500).toInt() : 0))
         : QStringLiteral("The interface made the application grow by %1 MiB, more than the %2 MiB it may: it was "
                          "stopped and its vantle closed.")
               .arg(QString::number(trip.grownBy >> 20),
-                  QString::number((context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong()
-                                           : 0) >> 20));
+                  QString::number(
+                      (context ? context->get(VTContextInterfaceMemoryBudget, qint64(256) << 20).toLongLong() : 0)
+                      >> 20));
     d->stopped.insert(VTViewPrivate::fileVersion(QFileInfo(d->loadedPath)));
     // Everything the interface still runs fails while the engine is
     // interrupted, its handlers for its own destruction too.
@@ -864,8 +879,7 @@ void VTView::settle()
     // software renderer otherwise renders on a timer, 5 ms on, and a window
     // that shows before then shows the last vantle: it renders now.
     const QSGRendererInterface* renderer = quickWindow()->rendererInterface();
-    if (size() != before || before.isEmpty() || !renderer
-        || renderer->graphicsApi() != QSGRendererInterface::Software)
+    if (size() != before || before.isEmpty() || !renderer || renderer->graphicsApi() != QSGRendererInterface::Software)
         return;
     QResizeEvent unchanged(before, before);
     QQuickWidget::resizeEvent(&unchanged);

@@ -130,7 +130,8 @@ void TestVTShowFlow::initTestCase()
         {
             // The helper gives a vantle element only its key.
             { "All.xml",
-                all.replace("<vantle key=\"plain\">", "<vantle key=\"plain\" shortcut=\"Alt+P\" category=\"Tools\">") },
+                all.replace("<vantle key=\"plain\">", "<vantle key=\"plain\" shortcut=\"Alt+P\" category=\"Tools\">")
+                    .replace("<vantle key=\"other\">", "<vantle key=\"other\" l10n_name=\"elsewhere\">") },
             { "English.xml",
                 VTTest::controlFileXml(QStringLiteral("en_US"), QString(),
                     { { QStringLiteral("greeting"), "<title>Hello</title>" },
@@ -565,6 +566,12 @@ void TestVTShowFlow::managerQueriesUseShownPackageAndContent()
         QStringLiteral("Épingler"));
     // As Qt's translator answers: nothing for what the file does not hold.
     QCOMPARE(pin(QStringLiteral("OtherContext")), QString());
+    // Each vantle has the translation of its own folder: "other" names one
+    // without files.
+    QVERIFY(host.show(QStringLiteral("other")));
+    QCOMPARE(pin(), QStringLiteral("Pin"));
+    QVERIFY(host.show(QStringLiteral("plain")));
+    QCOMPARE(pin(), QStringLiteral("Épingler"));
     // The shown element answers, with the host's shortcut.
     host.content()->setAttribute(QStringLiteral("category"), QStringLiteral("shown"));
     QCOMPARE(attribute(QStringLiteral("plain"), QStringLiteral("shortcut")), QStringLiteral("Ctrl+K"));
@@ -652,9 +659,9 @@ void TestVTShowFlow::contentMistakesAreReportedWithFileAndLine_data()
         << Files { { control, vantles("", good + good) } } << QVariantMap() << "k" << false
         << "200:P.vantles/Control/a.xml:3:1: The key \"k\" is defined twice in this file \\(also at line 2\\)";
     // Columns count characters: two, three and four bytes of UTF-8 make one each.
-    QTest::newRow("tag after non-ASCII text")
-        << Files { { control, vantles("", good + "<!-- \xC3\xA9\xE2\x82\xAC\xE4\xB8\xAD\xF0\x9F\x98\x80 --><vantle/>\n") } }
-        << QVariantMap() << "k" << true << "200:P.vantles/Control/a.xml:3:14: This <vantle> has no \"key\" attribute\\.";
+    QTest::newRow("tag after non-ASCII text") << Files {
+        { control, vantles("", good + "<!-- \xC3\xA9\xE2\x82\xAC\xE4\xB8\xAD\xF0\x9F\x98\x80 --><vantle/>\n") }
+    } << QVariantMap() << "k" << true << "200:P.vantles/Control/a.xml:3:14: This <vantle> has no \"key\" attribute\\.";
     QTest::newRow("key in two files")
         << Files { { "P.vantles/Control/b.xml", vantles("", "\n  " + good) } } << QVariantMap() << "k" << true
         << "200:P.vantles/Control/b.xml:3:3: The key \"k\" is also defined for every locale at "
