@@ -17,17 +17,18 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPointer>
 #include <QPropertyAnimation>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QSGImageNode>
 #include <QScreen>
 #include <QSize>
 #include <QTimer>
-#include <QPainter>
-#include <QPainterPath>
 #include <QVBoxLayout>
 #include <QWindow>
 
@@ -37,6 +38,7 @@
 #include <xcb/xcb.h>
 
 #include <cstdlib>
+#include <memory>
 #endif
 
 namespace Vantles {
@@ -134,6 +136,39 @@ QString plainText(VTManager* manager, const VTView* view, const VTXmlElement* co
         return QString();
     return view->plainText(manager ? manager->interpolate(element->content()) : element->content());
 }
+
+// Two pixels of picture, one opaque and one with an alpha channel, as a
+// vantle's images are drawn: rendered ahead with the interface, they have
+// the renderer prepare the shaders of pictures as well.
+class PictureSample : public QQuickItem {
+public:
+    explicit PictureSample(QQuickItem* parent)
+        : QQuickItem(parent)
+    {
+        setFlag(ItemHasContents);
+        setSize(QSizeF(2, 1));
+    }
+
+protected:
+    QSGNode* updatePaintNode(QSGNode* node, UpdatePaintNodeData*) override
+    {
+        if (node || !window())
+            return node;
+        node = new QSGNode;
+        for (const QImage::Format format : { QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied }) {
+            QImage image(1, 1, format);
+            image.fill(Qt::transparent);
+            // In the texture atlas and smooth, as Qt Quick's Image has them.
+            QSGImageNode* picture = window()->createImageNode();
+            picture->setTexture(window()->createTextureFromImage(image, QQuickWindow::TextureCanUseAtlas));
+            picture->setOwnsTexture(true);
+            picture->setFiltering(QSGTexture::Linear);
+            picture->setRect(QRectF(node->childCount(), 0, 1, 1));
+            node->appendChildNode(picture);
+        }
+        return node;
+    }
+};
 
 } // namespace
 
@@ -436,10 +471,10 @@ void VTWidget::showWithContent(QObject* reference, QPoint pos, VTXmlElement* con
     }
     // For the host (a message) and for a developer (the logging category).
     const QUrl source = d->view->source();
-    const QString shown = QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
-                              .arg(content->attribute(QStringLiteral("key")),
-                                  content->attribute(QStringLiteral("VTLocation")),
-                                  source.isLocalFile() ? source.toLocalFile() : source.toString());
+    const QString shown
+        = QStringLiteral("Showing the vantle \"%1\" of %2 with %3")
+              .arg(content->attribute(QStringLiteral("key")), content->attribute(QStringLiteral("VTLocation")),
+                  source.isLocalFile() ? source.toLocalFile() : source.toString());
     qCDebug(lcVantlesWindow).noquote() << shown;
     if (d->manager)
         d->manager->handleMessage(VTMessageInformation, shown);
@@ -601,8 +636,7 @@ void VTWidget::contentResized()
     const QRect geometry = top->geometry();
     const QRect frame = top->frameGeometry();
     const bool follows = d->anchored && top == this && !d->view->reserved();
-    const QRect wanted
-        = follows ? d->placement(size + (frame.size() - geometry.size())) : QRect(frame.topLeft(), size);
+    const QRect wanted = follows ? d->placement(size + (frame.size() - geometry.size())) : QRect(frame.topLeft(), size);
     bool moved = false;
     QRect visible = findVisibleGeometry(wanted, &moved);
     if (moved || visible.topLeft() != frame.topLeft())
@@ -736,7 +770,11 @@ void VTWidget::renderUnshown()
     d->unshown = true;
     setAttribute(Qt::WA_DontShowOnScreen);
     QWidget::setVisible(true);
+    std::unique_ptr<PictureSample> pictures;
+    if (QQuickItem* scene = d->view->quickWindow()->contentItem())
+        pictures = std::make_unique<PictureSample>(scene);
     d->view->grabFramebuffer();
+    pictures.reset();
     QWidget::setVisible(false);
     setAttribute(Qt::WA_DontShowOnScreen, false);
     d->unshown = false;

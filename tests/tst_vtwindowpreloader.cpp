@@ -69,11 +69,12 @@ private:
 
 void TestVTWindowPreloader::initTestCase()
 {
-    const QString package = VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Tips.vantles"),
-        QString(),
-        { { QStringLiteral("first"), "<title>First</title><text>The first vantle.</text><image source=\"first.png\"/>" },
-            { QStringLiteral("second"), "<title>Second</title>" } },
-        QByteArray());
+    const QString package
+        = VTTest::makeUiPackage(m_dir, QStringLiteral("data"), QStringLiteral("Tips.vantles"), QString(),
+            { { QStringLiteral("first"),
+                  "<title>First</title><text>The first vantle.</text><image source=\"first.png\"/>" },
+                { QStringLiteral("second"), "<title>Second</title>" } },
+            QByteArray());
     QVERIFY(!package.isEmpty());
     QImage picture(40, 20, QImage::Format_RGB32);
     picture.fill(Qt::darkCyan);
@@ -139,6 +140,10 @@ void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
     QVERIFY(!window->isVisible());
     QCOMPARE(shown.count, 0);
     QCOMPARE(windowCount(), 1);
+    // What was drawn besides the interface to prepare for it is gone.
+    const QList<QQuickItem*> scene = window->view()->quickWindow()->contentItem()->childItems();
+    QCOMPARE(scene.size(), 1);
+    QCOMPARE(scene.first(), root);
 
     // The first show finds it all made; the interface is not built again.
     QVERIFY(manager->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
