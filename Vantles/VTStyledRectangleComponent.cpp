@@ -90,7 +90,8 @@ enum class PanelShape {
     Fill, // the window colour, square
     Square, // a tooltip panel without rounded corners
     Rounded, // a tooltip panel with rounded corners
-    Small, // a rounded tooltip panel too small for its corners: one picture
+    Small, // a tooltip panel at a fractional pixel ratio, or rounded and
+           // too small for its corners: one picture
 };
 
 // A panel in the scene graph: opaque rectangles for its edges and inside,
@@ -296,9 +297,16 @@ QSGNode* VTStyledRectangleComponent::updatePaintNode(QSGNode* oldNode, UpdatePai
     QQuickWindow* scene = window();
     const QRect r = toPixels(boundingRect());
     const int side = cornerSide(m_radius);
+    // At a pixel ratio such as 1.5 the rectangles' edges, the border and
+    // the corners' curves round to device pixels apart from how a painter
+    // draws them: the panel is one picture then.
+    const qreal ratio = scene ? scene->effectiveDevicePixelRatio() : 1.0;
+    const bool wholeRatio = qFuzzyCompare(ratio, std::round(ratio));
     PanelShape shape = PanelShape::None;
     if (m_toolTipStyle && !r.isEmpty()) {
-        if (m_radius <= 0)
+        if (!wholeRatio)
+            shape = PanelShape::Small;
+        else if (m_radius <= 0)
             shape = PanelShape::Square;
         else if (r.width() > 2 * side && r.height() > 2 * side)
             shape = PanelShape::Rounded;
@@ -375,7 +383,6 @@ QSGNode* VTStyledRectangleComponent::updatePaintNode(QSGNode* oldNode, UpdatePai
         // Rounded: a panel of 2 * side + 1 pixels, cut into its corners;
         // too small for that: the whole panel.
         const QSize pictured = shape == PanelShape::Rounded ? QSize(2 * side + 1, 2 * side + 1) : r.size();
-        const qreal ratio = scene->effectiveDevicePixelRatio();
         const PanelNode::Key key { pictured, m_radius, ratio, border.rgba(), background.rgba() };
         if (!node->picture || !(key == node->pictureKey)) {
             QImage picture(pictured * ratio, QImage::Format_ARGB32_Premultiplied);

@@ -341,9 +341,12 @@ void TestVTComponents::panelInSceneMatchesPaint()
     reference.setParentItem(&parent);
     reference.setToolTipStyle(toolTipStyle);
     reference.setRadius(radius);
+    // Also run with QT_SCALE_FACTOR=1.5, where the scene has more pixels.
+    const qreal ratio = widget->devicePixelRatioF();
     auto expected = [&](const QSize& at) {
         reference.setSize(at);
-        QImage image(120, 100, QImage::Format_ARGB32);
+        QImage image(QSize(120, 100) * ratio, QImage::Format_ARGB32);
+        image.setDevicePixelRatio(ratio);
         image.fill(marker);
         QPainter painter(&image);
         painter.translate(10, 10);
@@ -370,7 +373,9 @@ void TestVTComponents::panelInSceneMatchesPaint()
     differs = difference(darkScene, darkExpected, 2);
     QVERIFY2(differs.isEmpty(), qPrintable(differs));
     if (toolTipStyle)
-        QCOMPARE(QColor(darkScene.pixel(10 + resized.width() / 2, 10 + resized.height() / 2)), QColor(30, 30, 36));
+        QCOMPARE(
+            QColor(darkScene.pixel(QPointF(10 + resized.width() / 2, 10 + resized.height() / 2).toPoint() * ratio)),
+            QColor(30, 30, 36));
 }
 
 void TestVTComponents::positionNotifiesPerChange()
