@@ -90,8 +90,8 @@ enum class PanelShape {
     Fill, // the window colour, square
     Square, // a tooltip panel without rounded corners
     Rounded, // a tooltip panel with rounded corners
-    Small, // a tooltip panel at a fractional pixel ratio, or rounded and
-           // too small for its corners: one picture
+    Small, // a tooltip panel at a fractional pixel ratio, square above a
+           // ratio of 1, or rounded and too small for its corners: one picture
 };
 
 // A panel in the scene graph: opaque rectangles for its edges and inside,
@@ -299,12 +299,13 @@ QSGNode* VTStyledRectangleComponent::updatePaintNode(QSGNode* oldNode, UpdatePai
     const int side = cornerSide(m_radius);
     // At a pixel ratio such as 1.5 the rectangles' edges, the border and
     // the corners' curves round to device pixels apart from how a painter
-    // draws them: the panel is one picture then.
+    // draws them, and above 1 a painter draws a square panel's border one
+    // device pixel wide: the panel is one picture then.
     const qreal ratio = scene ? scene->effectiveDevicePixelRatio() : 1.0;
     const bool wholeRatio = qFuzzyCompare(ratio, std::round(ratio));
     PanelShape shape = PanelShape::None;
     if (m_toolTipStyle && !r.isEmpty()) {
-        if (!wholeRatio)
+        if (!wholeRatio || (m_radius <= 0 && ratio != 1.0))
             shape = PanelShape::Small;
         else if (m_radius <= 0)
             shape = PanelShape::Square;

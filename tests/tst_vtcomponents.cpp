@@ -341,7 +341,7 @@ void TestVTComponents::panelInSceneMatchesPaint()
     reference.setParentItem(&parent);
     reference.setToolTipStyle(toolTipStyle);
     reference.setRadius(radius);
-    // Also run with QT_SCALE_FACTOR=1.5, where the scene has more pixels.
+    // Also run with QT_SCALE_FACTOR 1.5 and 2, where the scene has more pixels.
     const qreal ratio = widget->devicePixelRatioF();
     auto expected = [&](const QSize& at) {
         reference.setSize(at);
