@@ -20,6 +20,7 @@
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickWindow>
+#include <QThread>
 #include <QTimer>
 #include <QWindow>
 
@@ -45,13 +46,31 @@ VTWindowPreloader::VTWindowPreloader(VTManager* manager)
         schedule(context->get(VTContextPrepareDelay, 0).toInt());
 }
 
-VTWindowPreloader::~VTWindowPreloader() = default;
+VTWindowPreloader::~VTWindowPreloader()
+{
+    if (m_driver)
+        m_driver->wait();
+}
 
 // The renderer of Qt Quick @p window, or Unknown.
 static QSGRendererInterface::GraphicsApi rendererOf(QQuickWindow* window)
 {
     const QSGRendererInterface* renderer = window ? window->rendererInterface() : nullptr;
     return renderer ? renderer->graphicsApi() : QSGRendererInterface::Unknown;
+}
+
+// Whether Qt Quick draws with OpenGL: as a window it made already does, or
+// as nothing has picked another renderer yet.
+static bool drawsWithOpenGL()
+{
+    const QWindowList windows = QGuiApplication::allWindows();
+    for (QWindow* window : windows) {
+        if (auto quick = qobject_cast<QQuickWindow*>(window))
+            return rendererOf(quick) == QSGRendererInterface::OpenGL;
+    }
+    const QString backend = qEnvironmentVariable("QT_QUICK_BACKEND");
+    return QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL && QQuickWindow::sceneGraphBackend().isEmpty()
+        && (backend.isEmpty() || backend == QLatin1String("rhi"));
 }
 
 bool VTWindowPreloader::useSoftwareRenderer()
@@ -117,7 +136,7 @@ void VTWindowPreloader::schedule(int delay)
             return;
         qApp->removeEventFilter(this);
         m_keys.clear();
-        m_step = MakeWindow;
+        m_step = LoadDriver;
         runStep();
     });
 }
@@ -139,6 +158,25 @@ void VTWindowPreloader::runStep()
         return;
     }
     switch (m_step) {
+    case LoadDriver:
+        m_step = MakeWindow;
+        // Most of what the window's native window costs with OpenGL is
+        // loading the driver and its shader compiler (about 100 ms with
+        // Mesa's software rasterizer). A context made on a thread of its own
+        // loads them there, and the next step runs when it is done. X11's
+        // OpenGL is made for contexts on other threads; other platforms set
+        // theirs up lazily on the GUI thread, so they load it with the window.
+        if (drawsWithOpenGL() && QGuiApplication::platformName() == QLatin1String("xcb")) {
+            m_driver.reset(QThread::create([] {
+                QOpenGLContext context;
+                context.create();
+            }));
+            m_driver->setObjectName(QStringLiteral("Vantles OpenGL"));
+            connect(m_driver.get(), &QThread::finished, this, &VTWindowPreloader::runStep);
+            m_driver->start();
+            return;
+        }
+        break;
     case MakeWindow:
         m_manager->initializeTooltipWindow(nullptr);
         // Its native window too, unmapped.

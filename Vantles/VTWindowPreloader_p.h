@@ -8,6 +8,10 @@
 #include <QSet>
 #include <QString>
 
+#include <memory>
+
+class QThread;
+
 namespace Vantles {
 
 class VTManager;
@@ -18,8 +22,9 @@ class VTXmlElement;
  * shown, so that the user's first hover costs no more than a later one:
  * the window and its view with its QML engine, the library's interface
  * compiled and built (over placeholder content that is never shown), the
- * graphics driver loaded and the view's scene graph set up and rendered once
- * without the window appearing.
+ * graphics driver loaded (on a thread of its own where the platform allows)
+ * and the view's scene graph set up and rendered once without the window
+ * appearing.
  *
  * The work starts once the application is idle after its first window
  * appeared (and setting VTContextPrepareDelay more), or at once when the
@@ -50,7 +55,7 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    enum Step { Waiting, Scheduled, MakeWindow, LoadInterface, StartGraphics, RenderView, Done };
+    enum Step { Waiting, Scheduled, LoadDriver, MakeWindow, LoadInterface, StartGraphics, RenderView, Done };
 
     void schedule(int delay);
     void runStep();
@@ -63,6 +68,7 @@ private:
     QPointer<VTXmlElement> m_placeholder;
     QSet<QString> m_keys; // filled at the first pointer entry
     bool m_keysRead = false;
+    std::unique_ptr<QThread> m_driver; // loads the OpenGL driver
 };
 
 } // namespace Vantles

@@ -11,6 +11,7 @@
 #include <Vantles/VTXmlElement.h>
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QPushButton>
 #include <QQuickItem>
@@ -18,11 +19,30 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <link.h>
+
 #include <memory>
 
 using namespace Vantles;
 
 namespace {
+
+// Whether the process has loaded an OpenGL driver: Mesa's (a *_dri.so) or
+// the vendor library that GLVND loads for the X server's screen.
+bool openGLDriverLoaded()
+{
+    bool loaded = false;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* found) {
+            const QByteArray path(info->dlpi_name);
+            const QByteArray name = path.mid(path.lastIndexOf('/') + 1);
+            if (name.endsWith("_dri.so") || name.startsWith("libGLX_"))
+                *static_cast<bool*>(found) = true;
+            return 0;
+        },
+        &loaded);
+    return loaded;
+}
 
 // Counts the shows of tooltip windows on the screen: a widget shown with
 // WA_DontShowOnScreen gets a show event, its window does not.
@@ -50,6 +70,8 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
+    // First: it needs a process that has not loaded OpenGL yet.
+    void openGLDriverLoadedOffTheGuiThread();
     void preparedOnceWhenIdleAndTakenByTheFirstShow();
     void nothingPreparedWhenSwitchedOffOrWithoutAWindow_data();
     void nothingPreparedWhenSwitchedOffOrWithoutAWindow();
@@ -123,6 +145,42 @@ QString TestVTWindowPreloader::shownTitle() const
     const QQuickItem* root = window ? window->view()->rootObject() : nullptr;
     const QObject* title = root ? root->findChild<QObject*>(QStringLiteral("title")) : nullptr;
     return title ? title->property("text").toString() : QString();
+}
+
+void TestVTWindowPreloader::openGLDriverLoadedOffTheGuiThread()
+{
+    const bool openGL = qEnvironmentVariable("QT_QUICK_BACKEND") != QLatin1String("software");
+    QVERIFY(!openGLDriverLoaded());
+    start({ { VTContextPrepareDelay, 60000 } });
+    VTManager* manager = m_host->manager();
+    QEvent enter(QEvent::Enter);
+    QApplication::sendEvent(m_window->findChild<QWidget*>(QStringLiteral("first")), &enter);
+    // The GUI thread makes the window only once the driver has loaded.
+    QElapsedTimer timer;
+    timer.start();
+    while (!manager->widget() && !openGLDriverLoaded() && !timer.hasExpired(10000))
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    if (openGL) {
+        QVERIFY(openGLDriverLoaded());
+        QCOMPARE(manager->widget(), nullptr);
+        // A show while the driver loads waits for it, and the work is not
+        // done twice.
+        QVERIFY(manager->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
+        QCOMPARE(shownTitle(), QStringLiteral("First"));
+        const QQuickItem* root = manager->widget()->view()->rootObject();
+        QTest::qWait(500);
+        QCOMPARE(manager->widget()->view()->rootObject(), root);
+        QCOMPARE(shownTitle(), QStringLiteral("First"));
+        QCOMPARE(windowCount(), 1);
+    } else {
+        // Qt Quick's software renderer needs no driver: none is loaded, for
+        // the preparation or the first show.
+        QTRY_VERIFY(manager->widget() && manager->widget()->view()->rootObject());
+        QTest::qWait(300);
+        QVERIFY(manager->show(QStringLiteral("first"), QPoint(10, 10), nullptr));
+        QCOMPARE(shownTitle(), QStringLiteral("First"));
+        QVERIFY(!openGLDriverLoaded());
+    }
 }
 
 void TestVTWindowPreloader::preparedOnceWhenIdleAndTakenByTheFirstShow()
