@@ -149,9 +149,12 @@ QString TestVTWindowPreloader::shownTitle() const
 
 void TestVTWindowPreloader::openGLDriverLoadedOffTheGuiThread()
 {
-    const bool openGL = qEnvironmentVariable("QT_QUICK_BACKEND") != QLatin1String("software");
+    // The software renderer from the environment, or from the host's setting
+    // (a run of its own: the first Qt Quick window fixes the renderer).
+    const bool setting = qEnvironmentVariableIntValue("VANTLES_TEST_SOFTWARE_SETTING") == 1;
+    const bool openGL = qEnvironmentVariable("QT_QUICK_BACKEND") != QLatin1String("software") && !setting;
     QVERIFY(!openGLDriverLoaded());
-    start({ { VTContextPrepareDelay, 60000 } });
+    start({ { VTContextPrepareDelay, 60000 }, { VTContextSoftwareRenderer, setting } });
     VTManager* manager = m_host->manager();
     QEvent enter(QEvent::Enter);
     QApplication::sendEvent(m_window->findChild<QWidget*>(QStringLiteral("first")), &enter);
