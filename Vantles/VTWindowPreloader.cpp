@@ -63,15 +63,24 @@ static QSGRendererInterface::GraphicsApi rendererOf(QQuickWindow* window)
     return renderer ? renderer->graphicsApi() : QSGRendererInterface::Unknown;
 }
 
-// Whether Qt Quick draws with OpenGL: as a window it made already does, or
-// as nothing has picked another renderer yet.
-static bool drawsWithOpenGL()
+// The process's first Qt Quick window (a QQuickWidget makes one too), whose
+// renderer all others share, or null.
+static QQuickWindow* firstQuickWindow()
 {
     const QWindowList windows = QGuiApplication::allWindows();
     for (QWindow* window : windows) {
         if (auto quick = qobject_cast<QQuickWindow*>(window))
-            return rendererOf(quick) == QSGRendererInterface::OpenGL;
+            return quick;
     }
+    return nullptr;
+}
+
+// Whether Qt Quick draws with OpenGL: as a window it made already does, or
+// as nothing has picked another renderer yet.
+static bool drawsWithOpenGL()
+{
+    if (QQuickWindow* quick = firstQuickWindow())
+        return rendererOf(quick) == QSGRendererInterface::OpenGL;
     const QString backend = qEnvironmentVariable("QT_QUICK_BACKEND");
     return QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL && QQuickWindow::sceneGraphBackend().isEmpty()
         && (backend.isEmpty() || backend == QLatin1String("rhi"));
@@ -80,12 +89,9 @@ static bool drawsWithOpenGL()
 bool VTWindowPreloader::useSoftwareRenderer()
 {
     // The renderer is chosen once for the process, with its first Qt Quick
-    // window (a QQuickWidget makes one too).
-    const QWindowList windows = QGuiApplication::allWindows();
-    for (QWindow* window : windows) {
-        if (auto quick = qobject_cast<QQuickWindow*>(window))
-            return rendererOf(quick) == QSGRendererInterface::Software;
-    }
+    // window.
+    if (QQuickWindow* quick = firstQuickWindow())
+        return rendererOf(quick) == QSGRendererInterface::Software;
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     return true;
 }
@@ -235,8 +241,10 @@ void VTWindowPreloader::runStep()
         break;
     }
     case StartGraphics:
-        // Loads the OpenGL driver (and its shader compiler) now rather than
-        // with the first frame; Qt Quick's own context comes with the window.
+        // A context current on the GUI thread: the driver's state for it (on
+        // X11 the driver is loaded already, elsewhere it loads here) is made
+        // now rather than with the first frame. Qt Quick's own context comes
+        // with the window.
         if (rendererOf(m_manager->widget()->view()->quickWindow()) == QSGRendererInterface::OpenGL) {
             QOffscreenSurface surface;
             surface.create();
