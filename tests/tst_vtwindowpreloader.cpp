@@ -6,6 +6,7 @@
 
 #include <Vantles/VTContext.h>
 #include <Vantles/VTManager.h>
+#include <Vantles/VTProblem.h>
 #include <Vantles/VTView.h>
 #include <Vantles/VTWidget.h>
 #include <Vantles/VTXmlElement.h>
@@ -15,6 +16,8 @@
 #include <QImage>
 #include <QPushButton>
 #include <QQuickItem>
+#include <QQuickWindow>
+#include <QSGRendererInterface>
 #include <QTest>
 #include <QVBoxLayout>
 #include <QWindow>
@@ -77,6 +80,7 @@ private Q_SLOTS:
     void nothingPreparedWhenSwitchedOffOrWithoutAWindow();
     void aShowBeforeThePreparationIsNotUndone();
     void pointerEnteringAControlWithAVantleStartsAtOnce();
+    void softwareSettingAfterTheFirstQuickWindow();
 
 private:
     // A host over the package, and its main window with a control per key.
@@ -271,6 +275,26 @@ void TestVTWindowPreloader::pointerEnteringAControlWithAVantleStartsAtOnce()
     QApplication::sendEvent(m_window->findChild<QWidget*>(QStringLiteral("first")), &enter);
     QTRY_VERIFY(manager->widget() && manager->widget()->view()->rootObject());
     QVERIFY(!manager->widget()->isVisible());
+}
+
+void TestVTWindowPreloader::softwareSettingAfterTheFirstQuickWindow()
+{
+    // Qt Quick's renderer is fixed by the process's first Qt Quick window:
+    // a setting that comes later is reported when it asks for another one,
+    // and taken silently when that window has it already.
+    QQuickWindow first;
+    const bool software = first.rendererInterface()->graphicsApi() == QSGRendererInterface::Software;
+    const QString backend = QQuickWindow::sceneGraphBackend();
+    start({ { VTContextSoftwareRenderer, true }, { VTContextPrepareAhead, false } });
+    QStringList reported;
+    for (const VTProblem& problem : m_host->manager()->problems())
+        reported.append(problem.text);
+    const QStringList tooLate { QStringLiteral(
+        "The setting VTContextSoftwareRenderer came after the process made its first Qt Quick window: vantles are "
+        "drawn with that window's renderer.") };
+    QCOMPARE(reported, software ? QStringList() : tooLate);
+    // Nor does it pick the renderer for Qt Quick windows to come.
+    QCOMPARE(QQuickWindow::sceneGraphBackend(), backend);
 }
 
 QTEST_MAIN(TestVTWindowPreloader)
