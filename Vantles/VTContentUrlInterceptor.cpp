@@ -3,6 +3,8 @@
 
 #include "VTContentUrlInterceptor_p.h"
 
+#include "VTPathGuard_p.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QImageReader>
@@ -13,14 +15,14 @@
 namespace Vantles {
 
 VTContentUrlInterceptor::VTContentUrlInterceptor(const QStringList& systemFolders, RefusalHandler refused)
-    : m_systemFolders(canonicalFolders(systemFolders))
+    : m_systemFolders(VTPathGuard::canonicalFolders(systemFolders))
     , m_refused(std::move(refused))
 {
 }
 
 void VTContentUrlInterceptor::setFolders(const QStringList& folders)
 {
-    const QStringList canonical = canonicalFolders(folders);
+    const QStringList canonical = VTPathGuard::canonicalFolders(folders);
     const QMutexLocker locker(&m_mutex);
     m_folders = canonical;
 }
@@ -86,7 +88,7 @@ QUrl VTContentUrlInterceptor::intercept(const QUrl& url, DataType type)
     if (url.isLocalFile()) {
         const QString path = url.toLocalFile();
         const QMutexLocker locker(&m_mutex);
-        allowed = isInside(path, m_systemFolders) || isInside(path, m_folders);
+        allowed = VTPathGuard::isInside(path, m_systemFolders) || VTPathGuard::isInside(path, m_folders);
         qint64 bytes = 0;
         if (allowed && type == UrlString && exceedsImageBudget(path, &bytes)) {
             if (m_refused)
@@ -128,36 +130,6 @@ bool VTContentUrlInterceptor::exceedsImageBudget(const QString& path, qint64* by
     m_imageBytes += *bytes;
     m_countedImages.insert(path);
     return false;
-}
-
-bool VTContentUrlInterceptor::isInside(const QString& path, const QStringList& folders)
-{
-    const QFileInfo info(path);
-    // A file that does not exist cannot be read through a symlink either.
-    QString resolved = info.exists() ? info.canonicalFilePath() : QDir::cleanPath(info.absoluteFilePath());
-    if (resolved.isEmpty())
-        return false;
-    for (const QString& folder : folders) {
-        if (resolved == folder
-            || (resolved.startsWith(folder) && resolved.at(folder.size()) == QLatin1Char('/')))
-            return true;
-        if (folder == QLatin1String("/"))
-            return true;
-    }
-    return false;
-}
-
-QStringList VTContentUrlInterceptor::canonicalFolders(const QStringList& folders)
-{
-    QStringList result;
-    for (const QString& folder : folders) {
-        if (folder.startsWith(QLatin1Char(':')) || folder.startsWith(QLatin1String("qrc:")))
-            continue;
-        const QString canonical = QFileInfo(folder).canonicalFilePath();
-        if (!canonical.isEmpty() && !result.contains(canonical))
-            result.append(canonical);
-    }
-    return result;
 }
 
 } // namespace Vantles

@@ -50,12 +50,6 @@ public:
 
     QUrl intercept(const QUrl& url, DataType type) override;
 
-    /// Whether @p path, symlinks resolved, is @p folders' or below one of
-    /// them; @p folders must be canonical.
-    static bool isInside(const QString& path, const QStringList& folders);
-    /// The canonical form of each existing folder.
-    static QStringList canonicalFolders(const QStringList& folders);
-
 private:
     mutable QMutex m_mutex;
     const QStringList m_systemFolders;

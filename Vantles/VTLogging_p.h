@@ -5,12 +5,14 @@
 
 #include <QLoggingCategory>
 
+#include <Vantles/vantles_export.h>
+
 namespace Vantles {
 
 // Diagnostics on Qt's debug channel, one category per area, so that a host can
 // mute or enable one with QT_LOGGING_RULES ("vantles.xml.debug=false").
-Q_DECLARE_LOGGING_CATEGORY(lcVantlesXml)
+VANTLES_EXPORT const QLoggingCategory& lcVantlesXml();
 // What the tooltip window shows; off unless "vantles.window.debug=true".
-Q_DECLARE_LOGGING_CATEGORY(lcVantlesWindow)
+VANTLES_EXPORT const QLoggingCategory& lcVantlesWindow();
 
 } // namespace Vantles

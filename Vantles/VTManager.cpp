@@ -3,13 +3,12 @@
 
 #include "VTManager.h"
 
-#include "VTContentUrlInterceptor_p.h"
 #include "VTContext.h"
 #include "VTControlFileScanner_p.h"
 #include "VTControlName_p.h"
 #include "VTIndex.h"
-#include "VTView.h"
-#include "VTWidget.h"
+#include "VTPathGuard_p.h"
+#include "VTViewLibrary_p.h"
 #include "VTWindowPreloader_p.h"
 #include "VTXmlElement.h"
 #include "VTXmlParser.h"
@@ -50,10 +49,13 @@ public:
     QStringList loadedDirectories;
     VTContext context;
     QMap<QString, VTXmlElement*> elementsByKey;
-    VTWidget* window = nullptr;
+    // The view library, once a window was made; the windows are its
+    // VTWidgets, reached through it.
+    VTViewLibrary* view = nullptr;
+    QWidget* window = nullptr;
     VTIndex* index = nullptr;
     bool ownsIndex = false;
-    QList<QPointer<VTWidget>> windows;
+    QList<QPointer<QWidget>> windows;
     QMap<QString, QVariant> globalProperties;
     bool eventFilterInstalled = false;
     QTranslator* translator = nullptr;
@@ -71,7 +73,7 @@ public:
     std::unique_ptr<VTWindowPreloader> preloader;
 
     // Drops the entries of reserved windows the user has closed.
-    void pruneWindows() { windows.removeAll(QPointer<VTWidget>()); }
+    void pruneWindows() { windows.removeAll(QPointer<QWidget>()); }
 
     // The control that got the keyboard focus, whose vantle shows once the
     // focus timer fires.
@@ -87,7 +89,7 @@ public:
     bool pinByKeyboard(QKeyEvent* event);
     void handleFocus(QObject* watched, QFocusEvent* event);
     // Whether the current vantle is up and not pinned.
-    bool vantleUp() const { return window && window->isVisible() && window->view() && !window->view()->reserved(); }
+    bool vantleUp() const { return window && window->isVisible() && !view->reserved(window); }
     // Escape closes a vantle, ahead of a shortcut the host bound to it, but
     // not while a menu is open: there it closes the menu, and the vantle
     // goes with the menu.
@@ -121,7 +123,7 @@ bool VTManagerPrivate::showBelow(QWidget* control)
     if (!q->show(key, corner - QPoint(offset.width(), offset.height()), control))
         return false;
     // Read at the user's pace: no countdown.
-    window->setShownByKeyboard(true);
+    view->setShownByKeyboard(window, true);
     return true;
 }
 
@@ -129,14 +131,13 @@ bool VTManagerPrivate::showBelow(QWidget* control)
 // window then takes the focus.
 bool VTManagerPrivate::pinByKeyboard(QKeyEvent* event)
 {
-    VTView* view = window && window->isVisible() ? window->view() : nullptr;
-    if (!view || view->reserved())
+    if (!window || !window->isVisible() || view->reserved(window))
         return false;
     const QKeySequence pin(context.get(VTContextPinKeySequence, QStringLiteral("Ctrl+Shift+F1")).toString());
     if (pin.isEmpty() || pin != QKeySequence(event->keyCombination()))
         return false;
-    view->setStayOpen(true);
-    view->setReserved(true);
+    view->setStayOpen(window, true);
+    view->setReserved(window, true);
     return true;
 }
 
@@ -153,7 +154,7 @@ bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
     if (toggle.isEmpty() || toggle != QKeySequence(event->keyCombination()))
         return false;
     QWidget* control = QApplication::focusWidget();
-    if (up && window->referenceWidget() == control) {
+    if (up && view->referenceWidget(window) == control) {
         dismiss();
         return true;
     }
@@ -164,10 +165,10 @@ bool VTManagerPrivate::handleKeyPress(QKeyEvent* event)
 // that is still fading in (where a hide would be dropped) goes at once.
 void VTManagerPrivate::dismiss()
 {
-    if (window->fadeLevel() < 1.0)
-        window->hideAnimationFinished();
+    if (view->fadeLevel(window) < 1.0)
+        view->hideAnimationFinished(window);
     else
-        window->hideAnimated();
+        view->hideAnimated(window);
 }
 
 // Qt offers a tooltip event to the widget under the pointer, then to its
@@ -187,8 +188,8 @@ bool VTManagerPrivate::handleToolTip(QObject* watched, QHelpEvent* event)
     if (hasOwnName(widget) || VTInterface::actionForObject(widget)) {
         if (key.isEmpty()) {
             // A menu's separator or unnamed entry: not the vantle of another entry.
-            if (vantleUp() && window->referenceWidget() == widget)
-                window->hideAnimated();
+            if (vantleUp() && view->referenceWidget(window) == widget)
+                view->hideAnimated(window);
             return false;
         }
         // Qt shows a plain tooltip of the widget's own, or an entry's in a menu.
@@ -209,7 +210,7 @@ static bool isMenu(const QObject* object)
 void VTManagerPrivate::followMenus(const QPoint& globalPos)
 {
     QWidget* popup = QApplication::activePopupWidget();
-    QWidget* reference = window ? window->referenceWidget() : nullptr;
+    QWidget* reference = window ? view->referenceWidget(window) : nullptr;
     const bool menuVantle = vantleUp() && isMenu(reference);
     if (!popup && !menuVantle)
         return;
@@ -217,7 +218,7 @@ void VTManagerPrivate::followMenus(const QPoint& globalPos)
     // An entry's vantle goes when the pointer leaves the menus, as Qt's
     // tooltips of menu entries do.
     if (menuVantle && !isMenu(under) && under != window && !(under && window->isAncestorOf(under)))
-        window->hideAnimated();
+        view->hideAnimated(window);
     // Qt gives tooltip events only to the popup that holds the pointer: a
     // parent menu or the menu bar under it gets none while a submenu is open.
     if (!popup || under == popup || !isMenu(under)) {
@@ -251,14 +252,14 @@ void VTManagerPrivate::handleFocus(QObject* watched, QFocusEvent* event)
         return;
     QWidget* control = static_cast<QWidget*>(watched);
     if (event->type() == QEvent::FocusOut) {
-        const bool keyboardVantle = window && window->isShownByKeyboard() && window->referenceWidget() == control;
+        const bool keyboardVantle
+            = window && view->isShownByKeyboard(window) && view->referenceWidget(window) == control;
         if (control != focusControl && !keyboardVantle)
             return;
         if (focusTimer)
             focusTimer->stop();
-        if (window && window->isVisible() && window->referenceWidget() == control && window->view()
-            && !window->view()->reserved())
-            window->hideAnimated();
+        if (window && window->isVisible() && view->referenceWidget(window) == control && !view->reserved(window))
+            view->hideAnimated(window);
         return;
     }
     const Qt::FocusReason reason = event->reason();
@@ -409,15 +410,15 @@ QStringList VTManager::keys() const
 
 VTWidget* VTManager::widget() const
 {
-    return d->window;
+    return d->window ? d->view->widget(d->window) : nullptr;
 }
 
 QList<VTWidget*> VTManager::reservedWindows() const
 {
     QList<VTWidget*> result;
-    for (const QPointer<VTWidget>& window : d->windows) {
+    for (const QPointer<QWidget>& window : d->windows) {
         if (window)
-            result.append(window);
+            result.append(d->view->widget(window));
     }
     return result;
 }
@@ -543,10 +544,9 @@ QString VTManager::keyForObject(QObject* object)
 
 // Show flow ----------------------------------------------------------------
 
-static QString contentKey(const VTWidget* window)
+static QString contentKey(VTViewLibrary* view, const QWidget* window)
 {
-    const VTView* view = window ? window->view() : nullptr;
-    const VTXmlElement* content = view ? view->content() : nullptr;
+    const VTXmlElement* content = view->content(window);
     return content ? content->attribute(QStringLiteral("key")) : QString();
 }
 
@@ -578,11 +578,13 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
 
     QWidget* referenceWidget = object && object->isWidgetType() ? static_cast<QWidget*>(object) : nullptr;
     initializeTooltipWindow(nullptr);
-    VTWidget* window = d->window;
-    VTView* view = window->view();
+    QWidget* window = d->window;
+    VTViewLibrary* view = d->view;
+    if (!window)
+        return false;
 
     // The same vantle is up already: nothing is looked up, moved or restarted.
-    if (window->isVisible() && contentKey(window) == key)
+    if (window->isVisible() && contentKey(view, window) == key)
         return true;
 
     QString location;
@@ -592,8 +594,8 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
     if (!element) {
         const QString fallbackLocale = d->context.get(VTContextFallbackLocale, QStringLiteral("en_US")).toString();
         const QString fallbackKey = d->context.get(VTContextFallbackKey, QString()).toString();
-        if (window->isVisible() && fallbackKey == contentKey(window))
-            return view->content() != nullptr;
+        if (window->isVisible() && fallbackKey == contentKey(view, window))
+            return view->content(window) != nullptr;
         if (!fallbackKey.isNull())
             element = d->index->retrieve(fallbackKey, QLocale(fallbackLocale), location, depth, root);
     }
@@ -605,14 +607,14 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
         // The vantle of another entry of the same control (a menu) goes; one
         // of another control stays while the pointer is near it, unless this
         // control has a plain tooltip to show.
-        if (window->isSafe(globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty())
-            && (!referenceWidget || window->referenceWidget() != referenceWidget))
+        if (view->isSafe(window, globalPos) && (!referenceWidget || referenceWidget->toolTip().isEmpty())
+            && (!referenceWidget || view->referenceWidget(window) != referenceWidget))
             return true;
-        window->hideAnimated();
+        view->hideAnimated(window);
         return false;
     }
 
-    if (window->isVisible() && element == view->content())
+    if (window->isVisible() && element == view->content(window))
         return true;
 
     const QPoint pos = tooltipPosition(globalPos, referenceWidget);
@@ -626,7 +628,7 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
         element->setAttribute(QStringLiteral("shortcut"), text);
 
     // The view holds the only reference to the tree from here on.
-    view->replaceContent(element);
+    view->replaceContent(window, element);
 
     // The package root lies depth - 1 folders above the control file's
     // folder; an index that reports a depth below 1 gets the folder itself.
@@ -635,7 +637,7 @@ bool VTManager::show(const QString& key, const QPoint& globalPos, QObject* objec
         rootDir.cdUp();
     const QString rootPath = rootDir.canonicalPath();
 
-    window->showWithContent(object, pos, element, rootPath);
+    view->showWithContent(window, object, pos, element, rootPath);
     // Shown only when its interface loaded; the problem has been reported.
     if (!window->isVisible())
         return false;
@@ -660,7 +662,7 @@ bool VTManager::eventFilter(QObject* watched, QEvent* event)
     case QEvent::Hide:
         // A vantle goes with its control: a menu closed by a choice, a page
         // switched away.
-        if (d->vantleUp() && d->window->referenceWidget() == watched)
+        if (d->vantleUp() && d->view->referenceWidget(d->window) == watched)
             d->window->setVisible(false);
         break;
     case QEvent::ShortcutOverride:
@@ -700,7 +702,7 @@ bool VTManager::mouseButtonEventFilter(QObject* object, QMouseEvent* event)
     // Clicks inside the vantle are the vantle's business.
     if (d->window->isAncestorOf(static_cast<QWidget*>(object)) || object == d->window)
         return false;
-    if (d->window->view() && d->window->view()->stayOpen())
+    if (d->view->stayOpen(d->window))
         d->window->activateWindow();
     else
         d->window->setVisible(false);
@@ -711,7 +713,7 @@ bool VTManager::mouseMoveEventFilter(QObject* object, QMouseEvent* event)
 {
     Q_UNUSED(object)
     if (d->window && d->window->isVisible())
-        d->window->checkMousePosition(event->globalPosition().toPoint());
+        d->view->checkMousePosition(d->window, event->globalPosition().toPoint());
     return false;
 }
 
@@ -723,16 +725,22 @@ void VTManager::initializeTooltipWindow(QWidget* parent)
         d->window->setParent(parent);
         return;
     }
-    d->window = new VTWidget(this, parent, nullptr);
-    d->window->setView(new VTView(this, d->window));
+    // The view library, with Qt Quick, is opened with the first window.
+    QString reason;
+    d->view = VTViewLibrary::load(&reason);
+    if (!d->view) {
+        report({ VTMessageError, QString(), 0, 0, QStringLiteral("No vantle can be shown: %1.").arg(reason) });
+        return;
+    }
+    d->window = d->view->createWindow(this, parent);
 }
 
 bool VTManager::reserve(VTWidget* window, QWidget*& hostWindow)
 {
-    if (!window || window != d->window)
+    if (!window || !d->window || d->view->window(window) != d->window)
         return false;
     hostWindow = d->interface ? d->interface->createWindow(VTWindowReserved) : nullptr;
-    d->windows.append(window);
+    d->windows.append(d->window);
     d->window = nullptr;
     initializeTooltipWindow(nullptr);
     return true;
@@ -749,7 +757,7 @@ void VTManager::setStayOnTop(bool on)
 {
     d->pruneWindows();
     for (auto it = d->windows.crbegin(); it != d->windows.crend(); ++it) {
-        VTWidget* window = *it;
+        QWidget* window = *it;
         window->setWindowFlag(Qt::WindowStaysOnTopHint, on);
         // Changing the flags hides a window.
         window->show();
@@ -822,17 +830,17 @@ void VTManager::setGlobalProperty(const QString& name, const QVariant& value)
 
 QString VTManager::translateString(const QString& string, const QString& context)
 {
-    if (!d->window || !d->window->view())
+    if (!d->window)
         return string;
     const QString fileName = QStringLiteral("%1_%2.qm")
                                  .arg(d->context.get(VTContextTranslationPrefix, QStringLiteral("Vantles")).toString(),
                                      currentLocale().name());
-    const VTView* view = d->window->view();
-    if (!d->translationFor || d->translationFor != view->content() || d->translationFile != fileName) {
-        d->translationFor = view->content();
+    VTXmlElement* content = d->view->content(d->window);
+    if (!d->translationFor || d->translationFor != content || d->translationFile != fileName) {
+        d->translationFor = content;
         d->translationFile = fileName;
-        const QString path = view->findComponent(
-            QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+        const QString path = d->view->findComponent(
+            d->window, QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
         if (!d->translator)
             d->translator = new QTranslator(this);
         d->translationMissing = false;
@@ -841,8 +849,8 @@ QString VTManager::translateString(const QString& string, const QString& context
                 d->loadedTranslation = QString();
                 d->translationMissing = true;
                 // A package may exist in one language only: not a mistake.
-                const QStringList looked = view->componentCandidates(
-                    QStringLiteral("l10n_name"), VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
+                const QStringList looked = d->view->componentCandidates(d->window, QStringLiteral("l10n_name"),
+                    VTContextTranslationFolder, QStringLiteral("l10n"), fileName);
                 report({ VTMessageInformation, looked.value(0, path), 0, 0,
                     QStringLiteral("There is no translation file for %1 here; interface texts stay as written.")
                         .arg(currentLocale().name()) });
@@ -869,9 +877,8 @@ QLocale VTManager::currentLocale() const
 
 QString VTManager::vantleAttribute(const QString& key, const QString& attribute, const QString& defaultValue)
 {
-    auto shownAttribute = [&](VTWidget* window, QString* value) {
-        VTView* view = window ? window->view() : nullptr;
-        VTXmlElement* content = view ? view->content() : nullptr;
+    auto shownAttribute = [&](const QWidget* window, QString* value) {
+        const VTXmlElement* content = window ? d->view->content(window) : nullptr;
         if (!content || content->attribute(QStringLiteral("key")) != key)
             return false;
         *value = content->hasAttribute(attribute) ? content->attribute(attribute) : defaultValue;
@@ -881,7 +888,7 @@ QString VTManager::vantleAttribute(const QString& key, const QString& attribute,
     QString value;
     if (shownAttribute(d->window, &value))
         return value;
-    for (const QPointer<VTWidget>& window : qAsConst(d->windows)) {
+    for (const QPointer<QWidget>& window : qAsConst(d->windows)) {
         if (shownAttribute(window, &value))
             return value;
     }
@@ -923,7 +930,7 @@ bool VTManager::isTrusted(const QString& path) const
     const QString extra = d->context.get(VTContextExtraComponentFolder).toString();
     if (!extra.isEmpty())
         folders.append(extra);
-    return VTContentUrlInterceptor::isInside(path, VTContentUrlInterceptor::canonicalFolders(folders));
+    return VTPathGuard::isInside(path, VTPathGuard::canonicalFolders(folders));
 }
 
 int loadDataShouldGenerateElement(const QString& tagName, const QXmlStreamAttributes& attributes, void* userData)

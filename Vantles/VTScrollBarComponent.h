@@ -7,7 +7,7 @@
 
 #include <QtQml/qqmlregistration.h>
 
-#include <Vantles/vantles_export.h>
+#include <Vantles/vantlesview_export.h>
 
 #include <memory>
 
@@ -23,7 +23,7 @@ class QWidget;
  * bar's integers in hundredths, seen from QML as reals. QML calls
  * updateDimensions() after sizing the item.
  */
-class VANTLES_EXPORT VTScrollBarComponent : public QQuickPaintedItem {
+class VANTLESVIEW_EXPORT VTScrollBarComponent : public QQuickPaintedItem {
     Q_OBJECT
     QML_NAMED_ELEMENT(VTScrollBar)
     /// The smallest position (the bar's minimum), in steps of 0.01.

@@ -9,7 +9,7 @@
 
 #include <QtQml/qqmlregistration.h>
 
-#include <Vantles/vantles_export.h>
+#include <Vantles/vantlesview_export.h>
 
 namespace Vantles {
 
@@ -25,7 +25,7 @@ namespace Vantles {
  * palette's own would not be. A tooltip-style panel has a one-pixel border
  * between the two.
  */
-class VANTLES_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
+class VANTLESVIEW_EXPORT VTStyledRectangleComponent : public QQuickPaintedItem {
     Q_OBJECT
     QML_NAMED_ELEMENT(VTStyledRectangle)
     /// The style element, "PE_Widget" (the default) or "PE_Frame"; painting

@@ -10,7 +10,7 @@
 #include <Vantles/VTVideoFrame.h>
 #include <QtQml/qqmlregistration.h>
 
-#include <Vantles/vantles_export.h>
+#include <Vantles/vantlesview_export.h>
 
 namespace Vantles {
 
@@ -32,7 +32,7 @@ class VTView;
  * frame stays and play() starts over. A clip that cannot be played leaves
  * the item paused and is reported to the host as a warning.
  */
-class VANTLES_EXPORT VTVideoComponent : public QQuickPaintedItem {
+class VANTLESVIEW_EXPORT VTVideoComponent : public QQuickPaintedItem {
     Q_OBJECT
     QML_NAMED_ELEMENT(VTVideoComponent)
     /// The clip: a file name the vantle's view finds among the package's

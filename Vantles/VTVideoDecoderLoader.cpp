@@ -3,6 +3,8 @@
 
 #include "VTVideoDecoderLoader_p.h"
 
+#include "VTPathGuard_p.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -12,28 +14,13 @@
 
 #include <map>
 
-#ifdef Q_OS_UNIX
-#include <dlfcn.h>
-#endif
-
 namespace Vantles {
-
-// The folder of the library's own file, whether installed or in a build.
-static QString libraryFolder()
-{
-#ifdef Q_OS_UNIX
-    Dl_info info {};
-    if (dladdr(reinterpret_cast<void*>(&libraryFolder), &info) && info.dli_fname)
-        return QFileInfo(QFile::decodeName(info.dli_fname)).absolutePath();
-#endif
-    return QCoreApplication::applicationDirPath();
-}
 
 QString VTVideoDecoderLoader::pluginPath()
 {
     QString folder = qEnvironmentVariable("VANTLES_PLUGIN_PATH");
     if (folder.isEmpty())
-        folder = QDir(libraryFolder()).filePath(QStringLiteral(VANTLES_PLUGIN_FOLDER));
+        folder = QDir(VTPathGuard::libraryFolder()).filePath(QStringLiteral(VANTLES_PLUGIN_FOLDER));
     return QDir(folder).filePath(QStringLiteral(VANTLES_VIDEO_PLUGIN));
 }
 

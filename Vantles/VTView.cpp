@@ -9,6 +9,7 @@
 #include "VTLogging_p.h"
 #include "VTManager.h"
 #include "VTNetworkAccessFactory_p.h"
+#include "VTPathGuard_p.h"
 #include "VTProblem.h"
 #include "VTQmlSandbox_p.h"
 #include "VTQmlWatchdog_p.h"
@@ -131,7 +132,7 @@ QStringList VTViewPrivate::contentFolders() const
         return {};
     if (!foldersKnown) {
         knownFolders
-            = VTContentUrlInterceptor::canonicalFolders(manager->index()->componentPathsForElement(content, QString()));
+            = VTPathGuard::canonicalFolders(manager->index()->componentPathsForElement(content, QString()));
         foldersKnown = true;
     }
     return knownFolders;
@@ -146,7 +147,7 @@ QString VTViewPrivate::usableCandidate(const QStringList& candidates, bool conta
         const QFileInfo info(candidate);
         if (!info.exists())
             continue;
-        if (!contained || VTContentUrlInterceptor::isInside(candidate, folders))
+        if (!contained || VTPathGuard::isInside(candidate, folders))
             return info.absoluteFilePath();
         if (refused)
             *refused = true;

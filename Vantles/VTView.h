@@ -11,7 +11,7 @@
 
 #include <Vantles/VTContext.h>
 #include <Vantles/VTXmlElement.h>
-#include <Vantles/vantles_export.h>
+#include <Vantles/vantlesview_export.h>
 
 #include <memory>
 
@@ -48,7 +48,7 @@ class VTViewPrivate;
  * limits of untrusted content besides: a few QML modules, no windows of its
  * own, no changes to the application, pinning only on the user's click.
  */
-class VANTLES_EXPORT VTView : public QQuickWidget {
+class VANTLESVIEW_EXPORT VTView : public QQuickWidget {
     Q_OBJECT
     /// True keeps the window open when the pointer leaves it; the interface
     /// sets it, with reserved, to pin the vantle.

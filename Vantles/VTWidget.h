@@ -8,7 +8,7 @@
 #include <QString>
 #include <QWidget>
 
-#include <Vantles/vantles_export.h>
+#include <Vantles/vantlesview_export.h>
 
 #include <memory>
 
@@ -34,7 +34,7 @@ class VTXmlElement;
  * when the user closes it or presses Escape in it. Assistive technology is
  * told of a pinned vantle as of a new window, which takes the focus.
  */
-class VANTLES_EXPORT VTWidget : public QWidget {
+class VANTLESVIEW_EXPORT VTWidget : public QWidget {
     Q_OBJECT
 public:
     /// @p reference is the control the vantle belongs to; not owned.
@@ -110,7 +110,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    friend class VTWindowPreloader;
+    friend class VTWindowPreparation;
     // Sets the view's scene graph up and renders it once while the window
     // stays off the screen.
     void renderUnshown();

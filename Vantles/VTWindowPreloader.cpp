@@ -5,21 +5,10 @@
 
 #include "VTContext.h"
 #include "VTManager.h"
-#include "VTView.h"
-#include "VTWidget.h"
-#include "VTXmlElement.h"
+#include "VTViewLibrary_p.h"
 
-#include <QAccessible>
-#include <QBuffer>
 #include <QGuiApplication>
-#include <QImage>
-#include <QImageReader>
-#include <QOffscreenSurface>
-#include <QOpenGLContext>
-#include <QOpenGLFunctions>
-#include <QQmlContext>
-#include <QQmlEngine>
-#include <QQuickWindow>
+#include <QLibrary>
 #include <QThread>
 #include <QTimer>
 #include <QWindow>
@@ -34,10 +23,19 @@ VTWindowPreloader::VTWindowPreloader(VTManager* manager)
     : m_manager(manager)
 {
     const VTContext* context = manager->context();
-    if (context->get(VTContextSoftwareRenderer, false).toBool() && !useSoftwareRenderer()) {
-        manager->report({ VTMessageWarning, QString(), 0, 0,
-            QStringLiteral("The setting VTContextSoftwareRenderer came after the process made its first Qt Quick "
-                           "window: vantles are drawn with that window's renderer.") });
+    if (context->get(VTContextSoftwareRenderer, false).toBool()) {
+        // The renderer is picked for the process, before its first Qt Quick
+        // window: that takes Qt Quick, so the view library is opened now.
+        QString reason;
+        VTViewLibrary* library = VTViewLibrary::load(&reason);
+        if (!library) {
+            manager->report(
+                { VTMessageError, QString(), 0, 0, QStringLiteral("No vantle can be shown: %1.").arg(reason) });
+        } else if (!library->useSoftwareRenderer()) {
+            manager->report({ VTMessageWarning, QString(), 0, 0,
+                QStringLiteral("The setting VTContextSoftwareRenderer came after the process made its first Qt "
+                               "Quick window: vantles are drawn with that window's renderer.") });
+        }
     }
     if (!context->get(VTContextPrepareAhead, true).toBool() || !qobject_cast<QGuiApplication*>(qApp)) {
         m_step = Done;
@@ -52,48 +50,8 @@ VTWindowPreloader::VTWindowPreloader(VTManager* manager)
 
 VTWindowPreloader::~VTWindowPreloader()
 {
-    if (m_driver)
-        m_driver->wait();
-}
-
-// The renderer of Qt Quick @p window, or Unknown.
-static QSGRendererInterface::GraphicsApi rendererOf(QQuickWindow* window)
-{
-    const QSGRendererInterface* renderer = window ? window->rendererInterface() : nullptr;
-    return renderer ? renderer->graphicsApi() : QSGRendererInterface::Unknown;
-}
-
-// The process's first Qt Quick window (a QQuickWidget makes one too), whose
-// renderer all others share, or null.
-static QQuickWindow* firstQuickWindow()
-{
-    const QWindowList windows = QGuiApplication::allWindows();
-    for (QWindow* window : windows) {
-        if (auto quick = qobject_cast<QQuickWindow*>(window))
-            return quick;
-    }
-    return nullptr;
-}
-
-// Whether Qt Quick draws with OpenGL: as a window it made already does, or
-// as nothing has picked another renderer yet.
-static bool drawsWithOpenGL()
-{
-    if (QQuickWindow* quick = firstQuickWindow())
-        return rendererOf(quick) == QSGRendererInterface::OpenGL;
-    const QString backend = qEnvironmentVariable("QT_QUICK_BACKEND");
-    return QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL && QQuickWindow::sceneGraphBackend().isEmpty()
-        && (backend.isEmpty() || backend == QLatin1String("rhi"));
-}
-
-bool VTWindowPreloader::useSoftwareRenderer()
-{
-    // The renderer is chosen once for the process, with its first Qt Quick
-    // window.
-    if (QQuickWindow* quick = firstQuickWindow())
-        return rendererOf(quick) == QSGRendererInterface::Software;
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    return true;
+    if (m_loader)
+        m_loader->wait();
 }
 
 bool VTWindowPreloader::windowAppeared() const
@@ -146,127 +104,38 @@ void VTWindowPreloader::schedule(int delay)
             return;
         qApp->removeEventFilter(this);
         m_keys.clear();
-        m_step = LoadDriver;
-        runStep();
+        m_step = Done;
+        if (VTViewLibrary::loaded()) {
+            prepare();
+            return;
+        }
+        // Opening the view library binds Qt Quick's and QML's symbols, which
+        // takes tens of milliseconds: on a thread of its own, so that the
+        // GUI thread goes on meanwhile. A show that comes first opens it
+        // itself, waiting for the thread's open to finish.
+        m_loader.reset(QThread::create([path = VTViewLibrary::path()] {
+            QLibrary(path).load();
+#ifdef __GLIBC__
+            // glibc gave this thread a heap of its own, where what loading
+            // freed would stay resident.
+            malloc_trim(0);
+#endif
+        }));
+        m_loader->setObjectName(QStringLiteral("Vantles view library"));
+        connect(m_loader.get(), &QThread::finished, this, &VTWindowPreloader::prepare);
+        // An application that quits meanwhile waits for it.
+        connect(qApp, &QCoreApplication::aboutToQuit, m_loader.get(), [thread = m_loader.get()] { thread->wait(); });
+        m_loader->start();
     });
 }
 
-bool VTWindowPreloader::shown() const
+void VTWindowPreloader::prepare()
 {
-    const VTWidget* window = m_manager->widget();
-    const VTView* view = window ? window->view() : nullptr;
-    return view && view->content() && view->content() != m_placeholder;
-}
-
-void VTWindowPreloader::runStep()
-{
-    if (m_step == Done)
-        return;
-    // A show has made it all ready already.
-    if (shown()) {
-        m_step = Done;
-        return;
-    }
-    switch (m_step) {
-    case LoadDriver:
-        m_step = MakeWindow;
-        // Most of what the window's native window costs with OpenGL is
-        // loading the driver and its shader compiler (about 100 ms with
-        // Mesa's software rasterizer). A context made on a thread of its own
-        // loads them there, and the next step runs when it is done. X11's
-        // OpenGL is made for contexts on other threads; other platforms set
-        // theirs up lazily on the GUI thread, so they load it with the window.
-        if (drawsWithOpenGL() && QGuiApplication::platformName() == QLatin1String("xcb")) {
-            m_driver.reset(QThread::create([] {
-                {
-                    QOpenGLContext context;
-                    context.create();
-                }
-#ifdef __GLIBC__
-                // glibc gave this thread a heap of its own, where what the
-                // context freed would stay resident (about 1 MiB with Mesa).
-                malloc_trim(0);
-#endif
-            }));
-            m_driver->setObjectName(QStringLiteral("Vantles OpenGL"));
-            connect(m_driver.get(), &QThread::finished, this, &VTWindowPreloader::runStep);
-            // An application that quits meanwhile waits for it: the context
-            // needs the platform plug-in, which goes with the application.
-            connect(qApp, &QCoreApplication::aboutToQuit, m_driver.get(), [thread = m_driver.get()] { thread->wait(); });
-            m_driver->start();
-            return;
-        }
-        break;
-    case MakeWindow:
-        m_manager->initializeTooltipWindow(nullptr);
-        // Its native window too, unmapped.
-        m_manager->widget()->winId();
-        m_step = LoadInterface;
-        break;
-    case LoadInterface: {
-        VTView* view = m_manager->widget()->view();
-        // Not while assistive technology listens: Qt Quick would tell it of
-        // every item built over the placeholder. The first show builds the
-        // interface then.
-        if (view && view->source().isEmpty() && !QAccessible::isActive()) {
-            // Content that stands for any vantle, to build the interface
-            // over (its texts load the fonts); the first show replaces (and
-            // deletes) it.
-            auto placeholder = new VTXmlElement;
-            placeholder->setTagName(QStringLiteral("vantle"));
-            const std::pair<const char*, const char*> parts[]
-                = { { "title", "Vantle" }, { "text", "A <b>vantle</b>." }, { "link", "Vantles" } };
-            for (const auto& [tag, text] : parts) {
-                auto part = new VTXmlElement(placeholder);
-                part->setTagName(QLatin1String(tag));
-                part->setContent(QLatin1String(text));
-            }
-            m_placeholder = placeholder;
-            view->replaceContent(placeholder);
-            QQmlContext* context = view->engine()->rootContext();
-            context->setContextProperty(QStringLiteral("vantle"), placeholder);
-            context->setContextProperty(QStringLiteral("dataLocation"), QString());
-            context->setContextProperty(QStringLiteral("vantleView"), view);
-            view->loadInterface();
-        }
-        {
-            // Qt loads its image plug-ins with the first picture it reads.
-            QBuffer png;
-            png.open(QIODevice::ReadWrite);
-            QImage(1, 1, QImage::Format_RGB32).save(&png, "PNG");
-            png.seek(0);
-            QImageReader(&png).read();
-        }
-        m_step = StartGraphics;
-        break;
-    }
-    case StartGraphics:
-        // A context current on the GUI thread: the driver's state for it (on
-        // X11 the driver is loaded already, elsewhere it loads here) is made
-        // now rather than with the first frame. Qt Quick's own context comes
-        // with the window.
-        if (rendererOf(m_manager->widget()->view()->quickWindow()) == QSGRendererInterface::OpenGL) {
-            QOffscreenSurface surface;
-            surface.create();
-            QOpenGLContext context;
-            if (surface.isValid() && context.create() && context.makeCurrent(&surface)) {
-                context.functions()->glFinish();
-                context.doneCurrent();
-            }
-        }
-        m_step = RenderView;
-        break;
-    case RenderView:
-        // Not while assistive technology listens: Qt tells it of the view
-        // shown, even off the screen, and there is no interface to render.
-        if (!QAccessible::isActive())
-            m_manager->widget()->renderUnshown();
-        m_step = Done;
-        return;
-    default:
-        return;
-    }
-    QTimer::singleShot(0, this, &VTWindowPreloader::runStep);
+    // The window is made ready from the view library. Should it fail to
+    // open, the first show says why.
+    QString reason;
+    if (VTViewLibrary* library = VTViewLibrary::load(&reason))
+        library->prepare(m_manager);
 }
 
 } // namespace Vantles

@@ -9,8 +9,6 @@
 #include <QStringList>
 #include <QXmlStreamAttributes>
 
-#include <QtQml/qqmlregistration.h>
-
 #include <Vantles/vantles_export.h>
 
 #include <memory>
@@ -33,7 +31,6 @@ class VTXmlElementPrivate;
  */
 class VANTLES_EXPORT VTXmlElement : public QObject {
     Q_OBJECT
-    QML_NAMED_ELEMENT(VTXmlElement)
     /// The element's local name, also its object name.
     Q_PROPERTY(QString tagName READ getTagName WRITE setTagName NOTIFY tagNameChanged)
     /// The element's namespace URI; empty when it has none.

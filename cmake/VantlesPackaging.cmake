@@ -16,7 +16,8 @@ add_custom_target(docs
     VERBATIM)
 add_dependencies(docs Vantles)
 
-# vantles.pc, for hosts built with pkg-config (qmake, Meson, Makefiles). Its
+# vantles.pc and vantles-view.pc (for hosts that use VTView or VTWidget
+# themselves), for hosts built with pkg-config (qmake, Meson, Makefiles). Their
 # prefix is the one the files are installed to, known only at install time
 # (cmake --install --prefix, cpack), so the file is written then.
 function(vantles_pkgconfig_dir out dir)
@@ -37,7 +38,9 @@ if("-fPIC" IN_LIST qt_core_options)
     set(VANTLES_PC_EXTRA_CFLAGS " -fPIC")
 endif()
 set(VANTLES_PC_PREFIX "@VANTLES_PC_PREFIX@")
-configure_file(${CMAKE_CURRENT_LIST_DIR}/vantles.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/vantles.pc.in @ONLY)
+foreach(pc vantles vantles-view)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc.in @ONLY)
+endforeach()
 set(pc_destination "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 if(NOT IS_ABSOLUTE "${pc_destination}")
     set(pc_destination "\${CMAKE_INSTALL_PREFIX}/${pc_destination}")
@@ -46,13 +49,15 @@ endif()
 install(CODE "
     set(VANTLES_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
     string(MD5 prefix_hash \"\${CMAKE_INSTALL_PREFIX}\")
-    set(pc_file \"${PROJECT_BINARY_DIR}/pkgconfig/\${prefix_hash}/vantles.pc\")
-    configure_file(\"${PROJECT_BINARY_DIR}/pkgconfig/vantles.pc.in\" \"\${pc_file}\" @ONLY)
-    file(INSTALL \"\${pc_file}\" DESTINATION \"${pc_destination}\")
+    foreach(pc vantles vantles-view)
+        set(pc_file \"${PROJECT_BINARY_DIR}/pkgconfig/\${prefix_hash}/\${pc}.pc\")
+        configure_file(\"${PROJECT_BINARY_DIR}/pkgconfig/\${pc}.pc.in\" \"\${pc_file}\" @ONLY)
+        file(INSTALL \"\${pc_file}\" DESTINATION \"${pc_destination}\")
+    endforeach()
     " COMPONENT development)
 
 # Debian packages, one per install component: libvantles0 (runtime: the
-# library, its plug-ins and the QML module's qmldir and plug-in),
+# two libraries, the plug-ins and the QML module's qmldir and plug-in),
 # libvantles-dev (development: headers, CMake and pkg-config files, the QML
 # type description) and vantles-tools (tools: the vantles command and the
 # built-in interfaces to start from). Their dependencies on other packages
@@ -86,7 +91,7 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
     "Vantles shows rich tooltips (vantles) for the controls of a Qt Widgets
 application: content packages on disk, looked up by a control's key, shown
 in a tooltip window hosting a QML view, with text, shortcuts, links, images
-and clips. This package holds the shared library and the QML module
+and clips. This package holds the shared libraries and the QML module
 com.zelvane.vantles.qml.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvantles-dev)
@@ -96,7 +101,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "qt6-base-dev, qt6-declarative-dev"
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "This package holds the headers, the CMake package (find_package(Vantles)),
-the pkg-config file (vantles) and the description of the QML module for
+the pkg-config files (vantles, vantles-view) and the description of the QML module for
 qmllint and Qt Creator.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vantles-tools)

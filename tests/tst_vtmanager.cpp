@@ -97,8 +97,11 @@ void TestVTManager::qmlModuleNeedsNoManager()
 {
     // Runs first: the module registers itself when a document imports it,
     // before any manager exists, and stays as several managers come and go.
+    // This program uses no class of the view library, so the engine finds
+    // the module as any other, by its import path, and loads its plug-in.
     const auto make = [](const char* import, const char* type) -> QString {
         QQmlEngine engine;
+        engine.addImportPath(QStringLiteral(VANTLES_QML_DIR));
         QQmlComponent component(&engine);
         component.setData(QByteArray("import QtQuick\nimport ") + import + "\n" + type + " {}\n", QUrl());
         const std::unique_ptr<QObject> object(component.isReady() ? component.create() : nullptr);

@@ -35,14 +35,17 @@ if(FROM STREQUAL "packages")
     # Each package with the files it must hold (and must not), its
     # dependencies on the others and, through dpkg-shlibdeps, on Qt.
     set(libvantles0_has "/usr/${libdir}/libVantles\\.so\\.0 -> " "/usr/${libdir}/libVantles\\.so\\.${version}\n"
+        "/usr/${libdir}/libVantlesView\\.so\\.0 -> " "/usr/${libdir}/libVantlesView\\.so\\.${version}\n"
         "/usr/${libdir}/qt6/qml/com/zelvane/vantles/qml/qmldir\n"
         "/usr/${libdir}/qt6/qml/com/zelvane/vantles/qml/libvantlesqmlplugin\\.so\n")
     set(libvantles0_lacks "/usr/include/" "/usr/bin/" "\\.qmltypes")
     set(libvantles0_depends "libqt6core6" "libqt6quickwidgets6" "libc6")
     set(libvantles-dev_has "/usr/include/Vantles/VTInterface\\.h\n" "/usr/include/Vantles/vantles_export\\.h\n"
-        "/usr/${libdir}/libVantles\\.so -> " "/usr/${libdir}/cmake/Vantles/VantlesConfig\\.cmake\n"
-        "/usr/${libdir}/pkgconfig/vantles\\.pc\n" "/usr/${libdir}/qt6/qml/com/zelvane/vantles/qml/vantles\\.qmltypes\n")
-    set(libvantles-dev_lacks "/usr/${libdir}/libVantles\\.so\\.[0-9]" "/usr/bin/")
+        "/usr/${libdir}/libVantles\\.so -> " "/usr/${libdir}/libVantlesView\\.so -> "
+        "/usr/include/Vantles/VTWidget\\.h\n" "/usr/${libdir}/cmake/Vantles/VantlesConfig\\.cmake\n"
+        "/usr/${libdir}/pkgconfig/vantles\\.pc\n" "/usr/${libdir}/pkgconfig/vantles-view\\.pc\n"
+        "/usr/${libdir}/qt6/qml/com/zelvane/vantles/qml/vantles\\.qmltypes\n")
+    set(libvantles-dev_lacks "/usr/${libdir}/libVantles(View)?\\.so\\.[0-9]" "/usr/bin/")
     set(libvantles-dev_depends "libvantles0 \\(= ${version}\\)" "qt6-base-dev" "qt6-declarative-dev")
     set(vantles-tools_has "/usr/bin/vantles\n" "/usr/share/vantles/ui/VantleUI\\.qml\n")
     set(vantles-tools_lacks "/usr/${libdir}/" "/usr/include/")
@@ -146,6 +149,11 @@ else()
     run_step("Building the README host with pkg-config" "${CXX}" -std=c++17 "${host}/main.cpp" -o "${host}/app-pkgconfig"
         ${flags})
     list(APPEND hosts "${host}/app-pkgconfig")
+    # A host that uses the window classes itself links both libraries.
+    run_step("Asking pkg-config for vantles-view" "${PKG_CONFIG}" --libs vantles-view)
+    if(NOT step_output MATCHES "-lVantlesView -lVantles( |\n|$)")
+        message(FATAL_ERROR "pkg-config --libs vantles-view says: ${step_output}")
+    endif()
 endif()
 unset(ENV{PKG_CONFIG_PATH})
 

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Vantles Authors
 # SPDX-License-Identifier: BSD-3-Clause
 
-# Runs Qt's lint target of the QML module (Vantles_qmllint: qmllint over the
+# Runs Qt's lint target of the QML module (VantlesView_qmllint: qmllint over the
 # library's own interfaces, with the module's types) and fails on every
 # finding but those Qt 6.4's qmllint makes of correct code:
 # - unqualified access to names the tool cannot see, which QML finds in the
@@ -17,7 +17,7 @@
 # Misspelled properties, unknown types and failed imports all fail the check.
 #   cmake -DBUILD_DIR=... -DMODULE_SOURCE_DIR=... -P RunQmlLint.cmake
 cmake_minimum_required(VERSION 3.21)
-execute_process(COMMAND ${CMAKE_COMMAND} --build "${BUILD_DIR}" --target Vantles_qmllint
+execute_process(COMMAND ${CMAKE_COMMAND} --build "${BUILD_DIR}" --target VantlesView_qmllint
     OUTPUT_VARIABLE out ERROR_VARIABLE err)
 string(REPLACE ";" "," output "${out}${err}")
 string(REGEX MATCHALL "(Warning|Error): [^\n]*" lines "${output}")
