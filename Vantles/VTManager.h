@@ -67,7 +67,9 @@ public:
     QStringList loadedDirectories() const;
     /// Every control key in the index.
     QStringList keys() const;
-    /// The current tooltip window, or null before the first show.
+    /// The current tooltip window, or null before it is made (while the
+    /// application is idle after its first window appeared, or at the first
+    /// show). Its class is the view library's (link Vantles::View to use it).
     VTWidget* widget() const;
     /// The windows pinned open so far that still exist, in the order they
     /// were pinned.
@@ -109,7 +111,8 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
     /// Makes sure a current tooltip window exists; an existing one is only
-    /// reparented to @p parent.
+    /// reparented to @p parent. The first opens the view library; when that
+    /// fails, the problem is reported and there is no window.
     void initializeTooltipWindow(QWidget* parent);
     /// Hands the current window @p window over to the reserved windows and
     /// makes a fresh current window. @p hostWindow receives the host's
