@@ -573,6 +573,16 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
     controller->play();
     QTRY_VERIFY_WITH_TIMEOUT(controller->position() >= 40, 5000);
     controller->pause();
+    // A frame already on its way when the pause came is still shown: the
+    // count must stand still (between two polls, 50 ms apart) before a seek.
+    int settled = -1;
+    const auto standsStill = [&] {
+        const int count = shownCount();
+        const bool still = count == settled;
+        settled = count;
+        return still;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(standsStill(), 5000);
     for (unsigned long long target : { 100ULL, 3ULL }) {
         const int before = shownCount();
         controller->setPosition(target);
