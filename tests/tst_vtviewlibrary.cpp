@@ -14,7 +14,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
+#include <QRegularExpression>
 #include <QTest>
 #include <QTextStream>
 #include <QThread>
