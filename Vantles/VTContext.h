@@ -99,10 +99,15 @@ enum VTContextKey : int {
     /// soon as the pointer enters a control that has a vantle; false leaves
     /// all of it to the first show
     VTContextPrepareAhead = 51,
-    /// bool, false: draws vantles with Qt Quick's software renderer instead
-    /// of the GPU, for less memory and no graphics driver. It applies to all
-    /// of Qt Quick in the process and is taken only while the process has no
-    /// Qt Quick window yet: set it in hosts without Qt Quick of their own
+    /// bool, unset: true draws vantles with Qt Quick's software renderer
+    /// instead of the GPU, for less memory and no graphics driver; false
+    /// leaves the renderer to Qt. It applies to all of Qt Quick in the
+    /// process and is taken only while the process has no Qt Quick window
+    /// yet: set it in hosts without Qt Quick of their own. Unset, the library
+    /// picks the software renderer when OpenGL turns out to be a rasterizer
+    /// on the CPU (such as Mesa's llvmpipe, in virtual machines and remote
+    /// sessions), unless the host uses Qt Quick itself (has loaded it before
+    /// the first vantle's window)
     VTContextSoftwareRenderer = 52,
     /// int, 0: milliseconds to wait, once the application is idle after its
     /// first window has appeared, before the work of VTContextPrepareAhead

@@ -28,6 +28,7 @@ static VTView* viewOf(const QWidget* window)
 
 QWidget* VTViewBridge::createWindow(VTManager* manager, QWidget* parent)
 {
+    VTWindowPreparation::pickRenderer(manager);
     auto window = new VTWidget(manager, parent, nullptr);
     window->setView(new VTView(manager, window));
     return window;
@@ -41,6 +42,11 @@ void VTViewBridge::prepare(VTManager* manager)
 bool VTViewBridge::useSoftwareRenderer()
 {
     return VTWindowPreparation::useSoftwareRenderer();
+}
+
+void VTViewBridge::setHostUsesQtQuick(bool uses)
+{
+    VTWindowPreparation::setHostUsesQtQuick(uses);
 }
 
 VTWidget* VTViewBridge::widget(QWidget* window)

@@ -16,6 +16,7 @@ public:
     QWidget* createWindow(VTManager* manager, QWidget* parent) override;
     void prepare(VTManager* manager) override;
     bool useSoftwareRenderer() override;
+    void setHostUsesQtQuick(bool uses) override;
 
     VTWidget* widget(QWidget* window) override;
     QWidget* window(VTWidget* widget) override;

@@ -38,6 +38,10 @@ public:
     /// Where load() opens it from: VANTLES_VIEW_LIBRARY_PATH, else beside
     /// this library's own file.
     static QString path();
+    /// Whether Qt Quick was in the process before the view library was
+    /// opened (the host links it, or loaded it, for scenes of its own);
+    /// found the first time, which is before the view library opens.
+    static bool hostUsesQtQuick();
 
     /// A new tooltip window with its view, child of @p parent.
     virtual QWidget* createWindow(VTManager* manager, QWidget* parent) = 0;
@@ -49,6 +53,9 @@ public:
     /// Picks Qt Quick's software renderer for the process; false when its
     /// first Qt Quick window has picked another already.
     virtual bool useSoftwareRenderer() = 0;
+    /// Says whether the host uses Qt Quick of its own (hostUsesQtQuick()),
+    /// once, right after the view library opened.
+    virtual void setHostUsesQtQuick(bool uses) = 0;
 
     virtual VTWidget* widget(QWidget* window) = 0;
     virtual QWidget* window(VTWidget* widget) = 0;
@@ -86,6 +93,6 @@ protected:
 // The view library's one exported function, which returns its table for a
 // caller built with @p abi, or null for another.
 using VTViewLibraryEntry = VTViewLibrary* (*)(int abi);
-constexpr int VTViewLibraryAbi = 1;
+constexpr int VTViewLibraryAbi = 2;
 
 } // namespace Vantles

@@ -109,6 +109,8 @@ void VTWindowPreloader::schedule(int delay)
             prepare();
             return;
         }
+        // Noted before the view library brings Qt Quick in.
+        VTViewLibrary::hostUsesQtQuick();
         // Opening the view library binds Qt Quick's and QML's symbols, which
         // takes tens of milliseconds: on a thread of its own, so that the
         // GUI thread goes on meanwhile. A show that comes first opens it

@@ -3,6 +3,8 @@
 
 #include "VTWindowPreparation_p.h"
 
+#include "VTContext.h"
+#include "VTLogging_p.h"
 #include "VTManager.h"
 #include "VTView.h"
 #include "VTWidget.h"
@@ -22,6 +24,9 @@
 #include <QThread>
 #include <QTimer>
 #include <QWindow>
+
+#include <algorithm>
+#include <iterator>
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -85,6 +90,50 @@ bool VTWindowPreparation::useSoftwareRenderer()
         return rendererOf(quick) == QSGRendererInterface::Software;
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     return true;
+}
+
+static bool s_hostUsesQtQuick = true;
+static bool s_rendererPicked = false;
+
+void VTWindowPreparation::setHostUsesQtQuick(bool uses)
+{
+    s_hostUsesQtQuick = uses;
+}
+
+bool VTWindowPreparation::isSoftwareRasterizer(const QByteArray& renderer)
+{
+    static const char* const rasterizers[]
+        = { "llvmpipe", "softpipe", "software rasterizer", "swiftshader", "basic render driver" };
+    const QByteArray name = renderer.toLower();
+    return std::any_of(std::cbegin(rasterizers), std::cend(rasterizers),
+        [&name](const char* rasterizer) { return name.contains(rasterizer); });
+}
+
+void VTWindowPreparation::pickRenderer(const VTManager* manager)
+{
+    // A host with Qt Quick scenes of its own, or one that said which
+    // renderer it wants, keeps its choice; and the first Qt Quick window
+    // has fixed it for the process.
+    if (s_rendererPicked || s_hostUsesQtQuick || manager->context()->contains(VTContextSoftwareRenderer)
+        || !drawsWithOpenGL() || firstQuickWindow())
+        return;
+    s_rendererPicked = true;
+    // On X11 the preparation has loaded the driver on a thread by now; the
+    // context and its surface then take a few milliseconds.
+    QOffscreenSurface surface;
+    surface.create();
+    QOpenGLContext context;
+    if (!surface.isValid() || !context.create() || !context.makeCurrent(&surface))
+        return;
+    const QByteArray renderer(reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER)));
+    context.doneCurrent();
+    if (!isSoftwareRasterizer(renderer))
+        return;
+    // A rasterizer on the CPU draws a vantle's scene slower than Qt Quick's
+    // own software renderer does, with several times the memory.
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    qCDebug(lcVantlesWindow).noquote() << "OpenGL is" << renderer
+                                       << "on the CPU: vantles are drawn with Qt Quick's software renderer";
 }
 
 void VTWindowPreparation::finish()

@@ -8,6 +8,8 @@
 
 #include <memory>
 
+#include <Vantles/vantlesview_export.h>
+
 class QThread;
 
 namespace Vantles {
@@ -27,7 +29,7 @@ class VTXmlElement;
  * between: a step finds what a show did already and leaves it. A child of
  * the manager, it deletes itself when done.
  */
-class VTWindowPreparation : public QObject {
+class VANTLESVIEW_EXPORT VTWindowPreparation : public QObject {
     Q_OBJECT
 public:
     explicit VTWindowPreparation(VTManager* manager);
@@ -39,6 +41,18 @@ public:
     /// Qt Quick window has picked another; whether the renderer is
     /// software.
     static bool useSoftwareRenderer();
+    /// Picks the renderer for the process before its first Qt Quick window
+    /// is made, where @p manager's host leaves the choice to the library:
+    /// Qt Quick's software renderer when OpenGL is a software rasterizer,
+    /// else Qt's own choice. Makes an OpenGL context for it, once.
+    static void pickRenderer(const VTManager* manager);
+    /// Whether the host uses Qt Quick of its own, which leaves the renderer
+    /// to Qt; true until said.
+    static void setHostUsesQtQuick(bool uses);
+    /// Whether @p renderer, OpenGL's GL_RENDERER, is a rasterizer on the
+    /// CPU (Mesa's llvmpipe, softpipe and swrast, SwiftShader, Microsoft's
+    /// Basic Render Driver).
+    static bool isSoftwareRasterizer(const QByteArray& renderer);
 
 private:
     enum Step { Idle, LoadDriver, MakeWindow, LoadInterface, StartGraphics, RenderView, Done };

@@ -380,7 +380,7 @@ void TestVTVideo::controllerPositionsOnDecodedFramesOnly()
     QCOMPARE(controller->getFrame(25).timestamp, 1.0);
     // The end of the next clip is reported too, with its own length.
     QVERIFY(controller->setSource(QUrl::fromLocalFile(m_clip25)));
-    QTRY_COMPARE_WITH_TIMEOUT(QPair(player.decoder.ended, controller->frameCount()), QPair(2, 25ULL), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(qMakePair(player.decoder.ended, controller->frameCount()), qMakePair(2, 25ULL), 10000);
 }
 
 void TestVTVideo::controllerPacesAtFrameRateAndRestartsAtEnd()

@@ -12,12 +12,18 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTest>
 #include <QTextStream>
 #include <QThread>
+
+// The enumeration only: the program links no Qt Quick.
+#include <QtQuick/qsgrendererinterface.h>
 
 #include <cstring>
 
@@ -109,6 +115,91 @@ int runChild(int argc, char** argv)
     return 0;
 }
 
+// The renderer of the Qt Quick window behind the vantle's view, once its
+// scene graph is up; Unknown until then. Asked of the Qt Quick the view
+// library loaded (QQuickWindow::rendererInterface()).
+QSGRendererInterface::GraphicsApi quickGraphicsApi()
+{
+    void* quick = dlopen("libQt6Quick.so.6", RTLD_LAZY | RTLD_NOLOAD);
+    if (!quick)
+        return QSGRendererInterface::Unknown;
+    // A const member function: the window is its one argument.
+    const auto rendererInterface
+        = reinterpret_cast<QSGRendererInterface* (*)(const QObject*)>(dlsym(quick, "_ZNK12QQuickWindow17rendererInterfaceEv"));
+    dlclose(quick);
+    const QWindowList windows = QGuiApplication::allWindows();
+    for (const QWindow* window : windows) {
+        if (window->inherits("QQuickWindow") && rendererInterface) {
+            const QSGRendererInterface* renderer = rendererInterface(window);
+            return renderer ? renderer->graphicsApi() : QSGRendererInterface::Unknown;
+        }
+    }
+    return QSGRendererInterface::Unknown;
+}
+
+// OpenGL's GL_RENDERER here, as a context of the program's own reads it.
+QByteArray openGLRenderer()
+{
+    QOffscreenSurface surface;
+    surface.create();
+    QOpenGLContext context;
+    if (!surface.isValid() || !context.create() || !context.makeCurrent(&surface))
+        return QByteArray();
+    const QByteArray renderer(reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER)));
+    context.doneCurrent();
+    return renderer;
+}
+
+// Run as a child with VT_CHILD_RENDERER set to the setting VTContextSoftwareRenderer
+// ("unset", "true", "false"): shows a vantle once the window is ready (or at
+// once with VT_CHILD_SHOW_FIRST, before any preparation), having loaded Qt
+// Quick first with VT_CHILD_HOST_QUICK, and prints the renderer Qt Quick
+// got, whether the vantle is up, and OpenGL's renderer.
+int runRendererChild(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet("VT_CHILD_HOST_QUICK") && !dlopen("libQt6Quick.so.6", RTLD_NOW | RTLD_GLOBAL))
+        return 3;
+    const QByteArray setting = qgetenv("VT_CHILD_RENDERER");
+    const bool showFirst = qEnvironmentVariableIsSet("VT_CHILD_SHOW_FIRST");
+    const QString data = QStringLiteral(VANTLES_SAMPLE_DATA_DIR);
+    VTContext settings;
+    settings.set(VTContextKeyDataFile, data + QStringLiteral("/VantleKeys.xml"));
+    if (setting != "unset")
+        settings.set(VTContextSoftwareRenderer, setting == "true");
+    if (showFirst)
+        settings.set(VTContextPrepareAhead, false);
+    VTInterface interface(settings, QStringList { data });
+    QPushButton button(QStringLiteral("Open…"));
+    button.setObjectName(QStringLiteral("actionOpen"));
+    button.show();
+    if (!QTest::qWaitForWindowExposed(&button))
+        return 4;
+    if (!showFirst && !QTest::qWaitFor([&] { return interface.manager()->widget() != nullptr; }, 20000))
+        return 5;
+    const bool shown = interface.show(QStringLiteral("actionOpen"), QPoint(40, 40), &button);
+    QTest::qWaitFor([] { return quickGraphicsApi() != QSGRendererInterface::Unknown; }, 10000);
+    const char* api = "none";
+    switch (quickGraphicsApi()) {
+    case QSGRendererInterface::Software:
+        api = "software";
+        break;
+    case QSGRendererInterface::OpenGL:
+        api = "opengl";
+        break;
+    case QSGRendererInterface::Unknown:
+        break;
+    default:
+        api = "other";
+        break;
+    }
+    QTextStream out(stdout);
+    out << "renderer " << api << " shown " << shown << " problems " << interface.manager()->problems().size()
+        << '\n'
+        << "gl " << openGLRenderer() << '\n';
+    return 0;
+}
+
 } // namespace
 
 class TestVTViewLibrary : public QObject {
@@ -117,6 +208,8 @@ private Q_SLOTS:
     void viewLibraryOpensWhenTheHostIsIdle();
     void viewLibraryPath_data();
     void viewLibraryPath();
+    void rendererPickedForTheMachine_data();
+    void rendererPickedForTheMachine();
 };
 
 void TestVTViewLibrary::viewLibraryOpensWhenTheHostIsIdle()
@@ -216,8 +309,60 @@ void TestVTViewLibrary::viewLibraryPath()
         QVERIFY2(out.startsWith(expected) && out.count(QLatin1Char('\n')) == 2, qPrintable(out));
 }
 
+void TestVTViewLibrary::rendererPickedForTheMachine_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<bool>("hostQuick");
+    QTest::addColumn<bool>("showFirst");
+    QTest::addColumn<QString>("renderer");
+
+    // Under Xvfb, OpenGL is Mesa's llvmpipe: a rasterizer on the CPU.
+    QTest::newRow("left to the library") << QStringLiteral("unset") << false << false << QStringLiteral("software");
+    QTest::newRow("left to the library, shown before any preparation")
+        << QStringLiteral("unset") << false << true << QStringLiteral("software");
+    QTest::newRow("the host uses Qt Quick") << QStringLiteral("unset") << true << false << QStringLiteral("opengl");
+    QTest::newRow("the host uses Qt Quick, shown first")
+        << QStringLiteral("unset") << true << true << QStringLiteral("opengl");
+    QTest::newRow("the host wants the GPU") << QStringLiteral("false") << false << false << QStringLiteral("opengl");
+    QTest::newRow("the host wants the GPU, shown first")
+        << QStringLiteral("false") << false << true << QStringLiteral("opengl");
+    QTest::newRow("the host wants software, with Qt Quick")
+        << QStringLiteral("true") << true << false << QStringLiteral("software");
+}
+
+void TestVTViewLibrary::rendererPickedForTheMachine()
+{
+    QFETCH(QString, setting);
+    QFETCH(bool, hostQuick);
+    QFETCH(bool, showFirst);
+    QFETCH(QString, renderer);
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        QSKIP("Needs OpenGL on X11 (run by the test entry under Xvfb)");
+
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("QT_QUICK_BACKEND"));
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert(QStringLiteral("VT_CHILD_RENDERER"), setting);
+    if (hostQuick)
+        environment.insert(QStringLiteral("VT_CHILD_HOST_QUICK"), QStringLiteral("1"));
+    if (showFirst)
+        environment.insert(QStringLiteral("VT_CHILD_SHOW_FIRST"), QStringLiteral("1"));
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    QVERIFY(child.waitForFinished(60000));
+    const QString errors = QString::fromLocal8Bit(child.readAllStandardError());
+    QVERIFY2(child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0, qPrintable(errors));
+    const QStringList lines = QString::fromUtf8(child.readAllStandardOutput()).split(QLatin1Char('\n'));
+    QCOMPARE(lines.size(), 3);
+    QVERIFY2(lines.at(1).startsWith(QLatin1String("gl llvmpipe")), qPrintable(lines.at(1)));
+    QCOMPARE(lines.at(0), QStringLiteral("renderer %1 shown 1 problems 0").arg(renderer));
+}
+
 int main(int argc, char** argv)
 {
+    if (qEnvironmentVariableIsSet("VT_CHILD_RENDERER"))
+        return runRendererChild(argc, argv);
     if (qEnvironmentVariableIsSet("VT_CHILD"))
         return runChild(argc, argv);
     QApplication app(argc, argv);

@@ -9,6 +9,7 @@
 #include <Vantles/VTProblem.h>
 #include <Vantles/VTView.h>
 #include <Vantles/VTWidget.h>
+#include <Vantles/VTWindowPreparation_p.h>
 #include <Vantles/VTXmlElement.h>
 
 #include <QApplication>
@@ -81,6 +82,8 @@ private Q_SLOTS:
     void aShowBeforeThePreparationIsNotUndone();
     void pointerEnteringAControlWithAVantleStartsAtOnce();
     void softwareSettingAfterTheFirstQuickWindow();
+    void softwareRasterizersKnownByName_data();
+    void softwareRasterizersKnownByName();
 
 private:
     // A host over the package, and its main window with a control per key.
@@ -295,6 +298,34 @@ void TestVTWindowPreloader::softwareSettingAfterTheFirstQuickWindow()
     QCOMPARE(reported, software ? QStringList() : tooLate);
     // Nor does it pick the renderer for Qt Quick windows to come.
     QCOMPARE(QQuickWindow::sceneGraphBackend(), backend);
+}
+
+void TestVTWindowPreloader::softwareRasterizersKnownByName_data()
+{
+    QTest::addColumn<QByteArray>("renderer");
+    QTest::addColumn<bool>("software");
+
+    // GL_RENDERER as drivers give it.
+    QTest::newRow("llvmpipe") << QByteArray("llvmpipe (LLVM 15.0.6, 256 bits)") << true;
+    QTest::newRow("softpipe") << QByteArray("softpipe") << true;
+    QTest::newRow("swrast") << QByteArray("Software Rasterizer") << true;
+    QTest::newRow("SwiftShader") << QByteArray("Google SwiftShader") << true;
+    QTest::newRow("WARP") << QByteArray("D3D12 (Microsoft Basic Render Driver)") << true;
+    // GPUs, some of whose names carry LLVM or "Microsoft" too.
+    QTest::newRow("radeonsi") << QByteArray("AMD Radeon RX 6600 (navi23, LLVM 15.0.6, DRM 3.49, 6.1.0-13-amd64)")
+                              << false;
+    QTest::newRow("iris") << QByteArray("Mesa Intel(R) UHD Graphics 620 (KBL GT2)") << false;
+    QTest::newRow("d3d12 on a GPU") << QByteArray("D3D12 (NVIDIA GeForce RTX 3060)") << false;
+    QTest::newRow("virgl") << QByteArray("virgl (Mesa Intel(R) Xe Graphics (TGL GT2))") << false;
+    QTest::newRow("VMware") << QByteArray("SVGA3D; build: RELEASE;  LLVM;") << false;
+    QTest::newRow("none") << QByteArray() << false;
+}
+
+void TestVTWindowPreloader::softwareRasterizersKnownByName()
+{
+    QFETCH(QByteArray, renderer);
+    QFETCH(bool, software);
+    QCOMPARE(VTWindowPreparation::isSoftwareRasterizer(renderer), software);
 }
 
 QTEST_MAIN(TestVTWindowPreloader)
