@@ -36,14 +36,21 @@
 // X11 is an Xvfb server that this program starts (Qt Quick on Mesa's OpenGL,
 // llvmpipe); offscreen is Qt's offscreen platform, on which Qt Quick has only
 // its software renderer. "Vantles, software" is the library with
-// VTContextSoftwareRenderer. The machine's load average is printed: figures
-// from a loaded machine are slower, and Xvfb competes for the same cores.
+// VTContextSoftwareRenderer, "Vantles" itself with the setting false (Qt
+// Quick on the GPU). "Vantles, host linking libVantles alone" leaves the
+// setting unset in a host that links the core library only, as the README's
+// does: bench_first_hover_core, this program built without Qt Quick, whose
+// renderer the library picks. The machine's load average is printed:
+// figures from a loaded machine are slower, and Xvfb competes for the same
+// cores.
 
 #include <Vantles/VTContext.h>
 #include <Vantles/VTInterface.h>
 #include <Vantles/VTManager.h>
-#include <Vantles/VTView.h>
 #include <Vantles/VTWidget.h>
+#ifndef VANTLES_BENCH_CORE_ONLY
+#include <Vantles/VTView.h>
+#endif
 
 #include <QApplication>
 #include <QDir>
@@ -55,15 +62,17 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QProcess>
+#ifndef VANTLES_BENCH_CORE_ONLY
 #include <QQuickItem>
 #include <QQuickWidget>
-#include <QQuickWindow>
+#endif
 #include <QSet>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
 #include <QToolTip>
+#include <QWindow>
 
 #include <time.h>
 #include <unistd.h>
@@ -73,16 +82,18 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 using namespace Vantles;
 
 namespace {
 
-enum Contender { VantlesGL, VantlesSoftware, ToolTip, Label, QuickControls, ContenderCount };
-const char* const contenderNames[] = { "vantles", "vantles-software", "qtooltip", "qlabel", "quickcontrols" };
-const char* const contenderTitles[]
-    = { "Vantles", "Vantles, software", "QToolTip", "QLabel tooltip", "Qt Quick Controls ToolTip" };
+enum Contender { VantlesGL, VantlesSoftware, VantlesCore, ToolTip, Label, QuickControls, ContenderCount };
+const char* const contenderNames[]
+    = { "vantles", "vantles-software", "vantles-core", "qtooltip", "qlabel", "quickcontrols" };
+const char* const contenderTitles[] = { "Vantles", "Vantles, software", "Vantles, host linking libVantles alone",
+    "QToolTip", "QLabel tooltip", "Qt Quick Controls ToolTip" };
 
 // What the two controls' vantles in the sample package say.
 struct Content {
@@ -154,7 +165,8 @@ public:
 
 class VantlesTip : public Tip {
 public:
-    explicit VantlesTip(bool software)
+    // The setting VTContextSoftwareRenderer: unset, or @p software.
+    explicit VantlesTip(std::optional<bool> software)
         : m_software(software)
     {
     }
@@ -163,7 +175,8 @@ public:
         VTContext settings;
         settings.set(VTContextInstallEventFilter, true);
         settings.set(VTContextFadeOutDuration, 0);
-        settings.set(VTContextSoftwareRenderer, m_software);
+        if (m_software)
+            settings.set(VTContextSoftwareRenderer, *m_software);
         m_host = std::make_unique<VTInterface>(settings, QStringList { data });
     }
     void hide() override
@@ -173,15 +186,20 @@ public:
     }
     bool shows(const Content& content) const override
     {
-        const VTWidget* window = m_host->manager()->widget();
-        const VTView* view = window ? window->view() : nullptr;
+        const QWidget* window = m_host->manager()->widget();
+#ifdef VANTLES_BENCH_CORE_ONLY
+        // The window is named after the vantle's title.
+        return window && window->isVisible() && window->accessibleName() == content.title;
+#else
+        const VTView* view = window ? static_cast<const VTWidget*>(window)->view() : nullptr;
         const QQuickItem* root = view ? view->rootObject() : nullptr;
         const QObject* title = root ? root->findChild<QObject*>(QStringLiteral("title")) : nullptr;
         return window->isVisible() && title && title->property("text").toString() == content.title;
+#endif
     }
 
 private:
-    bool m_software;
+    std::optional<bool> m_software;
     std::unique_ptr<VTInterface> m_host;
 };
 
@@ -259,6 +277,7 @@ private:
     std::unique_ptr<QLabel> m_label;
 };
 
+#ifndef VANTLES_BENCH_CORE_ONLY
 class QuickControlsTip : public FilteringTip {
 public:
     void show(const Content& content, const QPoint& pos) override
@@ -291,12 +310,14 @@ public:
 private:
     std::unique_ptr<QQuickWidget> m_view;
 };
+#endif
 
 // Sees the first frame of a tooltip after each show(): a paint of its
 // window (of a QQuickWidget in it that has rendered its scene, when the
 // contender is a Qt Quick one), noted here and flushed by the time the
 // event processing that delivered it returns.
 class FrameWatch : public QObject {
+    Q_OBJECT
 public:
     explicit FrameWatch(bool quick)
         : m_quick(quick)
@@ -312,13 +333,19 @@ public:
         if (!watched->isWidgetType())
             return false;
         auto widget = static_cast<QWidget*>(watched);
-        auto quick = qobject_cast<QQuickWidget*>(widget);
-        if (quick && quick->quickWindow() && !m_hooked.contains(quick)) {
-            // Before the widget's own handler: it may render in it.
-            m_hooked.insert(quick);
-            connect(
-                quick->quickWindow(), &QQuickWindow::afterRendering, this, [this] { rendered = true; },
-                Qt::DirectConnection);
+        // By name: the core-only build knows no Qt Quick class.
+        const bool quick = widget->inherits("QQuickWidget");
+        if (quick && !m_hooked.contains(widget)) {
+            // Before the widget's own handler, which may render in it: the
+            // Qt Quick window it renders with, made with it.
+            m_hooked.insert(widget);
+            const QWindowList windows = QGuiApplication::allWindows();
+            for (QWindow* window : windows) {
+                if (window->inherits("QQuickWindow") && !m_hooked.contains(window)) {
+                    m_hooked.insert(window);
+                    connect(window, SIGNAL(afterRendering()), this, SLOT(noteRendered()), Qt::DirectConnection);
+                }
+            }
         }
         if (event->type() == QEvent::Paint && widget->window()->windowType() == Qt::ToolTip
             && (!m_quick || (quick && rendered)))
@@ -328,9 +355,12 @@ public:
     bool rendered = false;
     bool painted = false;
 
+private Q_SLOTS:
+    void noteRendered() { rendered = true; }
+
 private:
     bool m_quick;
-    QSet<QQuickWidget*> m_hooked;
+    QSet<QObject*> m_hooked;
 };
 
 struct Shown {
@@ -371,6 +401,13 @@ int childMain(int argc, char** argv)
     const int contender = int(std::find(contenderNames, contenderNames + ContenderCount, name) - contenderNames);
     if (contender == ContenderCount)
         return 2;
+#ifdef VANTLES_BENCH_CORE_ONLY
+    if (contender != VantlesCore)
+        return 2;
+#else
+    if (contender == VantlesCore)
+        return 2;
+#endif
     QApplication app(argc, argv);
 
     QMainWindow window;
@@ -398,6 +435,10 @@ int childMain(int argc, char** argv)
     case VantlesSoftware:
         tip = std::make_unique<VantlesTip>(contender == VantlesSoftware);
         break;
+    case VantlesCore:
+        tip = std::make_unique<VantlesTip>(std::nullopt);
+        break;
+#ifndef VANTLES_BENCH_CORE_ONLY
     case ToolTip:
         tip = std::make_unique<ToolTipTip>();
         break;
@@ -407,8 +448,12 @@ int childMain(int argc, char** argv)
     default:
         tip = std::make_unique<QuickControlsTip>();
         break;
+#else
+    default:
+        return 2;
+#endif
     }
-    FrameWatch watch(contender == VantlesGL || contender == VantlesSoftware || contender == QuickControls);
+    FrameWatch watch(contender != ToolTip && contender != Label);
     app.installEventFilter(&watch);
 
     const long before = residentKiB();
@@ -465,6 +510,7 @@ int childMain(int argc, char** argv)
 }
 
 // The parent -------------------------------------------------------------------
+#ifndef VANTLES_BENCH_CORE_ONLY
 
 using Result = std::map<QString, double>;
 
@@ -560,6 +606,10 @@ int parentMain(int argc, char** argv)
     const int freshRuns = qMax(3, runs / 3);
     const int startupRepeats = 3;
     const QString self = QCoreApplication::applicationFilePath();
+    // The program whose child processes measure contender @p c.
+    auto program = [&self](int c) {
+        return c == VantlesCore ? QStringLiteral(BENCH_FIRST_HOVER_CORE) : self;
+    };
     std::printf("First hover and start-up, %d processes each (VANTLES_BENCH_RUNS), %d of each start-up host; load "
                 "average %s\n",
         runs, runs * startupRepeats, qPrintable(loadAverage()));
@@ -641,11 +691,11 @@ Item {
     for (const Platform& platform : platforms) {
         // One run of each first, untimed, fills the disk caches.
         for (int c = 0; c < ContenderCount; ++c)
-            run(self, { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
+            run(program(c), { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
                 platform.environment);
         for (int r = 0; r < runs; ++r) {
             for (int c = 0; c < ContenderCount; ++c) {
-                const Result result = run(self,
+                const Result result = run(program(c),
                     { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
                     platform.environment);
                 Figures& f = figures[key(platform.name, c)];
@@ -689,13 +739,13 @@ Item {
                 QTemporaryDir fresh;
                 QProcessEnvironment environment = platform.environment;
                 environment.insert(QStringLiteral("XDG_CACHE_HOME"), fresh.path());
-                const Result result = run(self,
+                const Result result = run(program(c),
                     { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
                     environment);
                 if (result.count(QStringLiteral("ok")) && result.at(QStringLiteral("ok")) == 1)
                     f.freshFrame.push_back(result.at(QStringLiteral("frame_ms")));
             }
-            const Result warm = run(self,
+            const Result warm = run(program(c),
                 { QStringLiteral("--child"), QStringLiteral("warm"), QLatin1String(contenderNames[c]), data },
                 platform.environment);
             if (warm.count(QStringLiteral("warm_frame_ms")) && warm.at(QStringLiteral("warm_failures")) == 0) {
@@ -708,8 +758,13 @@ Item {
     }
 
     // The table.
-    std::printf("\n| | %s | %s | %s | %s | %s |\n|---|---|---|---|---|---|\n", contenderTitles[0], contenderTitles[1],
-        contenderTitles[2], contenderTitles[3], contenderTitles[4]);
+    std::printf("\n| |");
+    for (const char* title : contenderTitles)
+        std::printf(" %s |", title);
+    std::printf("\n|---|");
+    for (int c = 0; c < ContenderCount; ++c)
+        std::printf("---|");
+    std::printf("\n");
     auto row = [&](const QString& title, const std::function<QString(const Figures&)>& value, const char* platform) {
         std::printf("| %s |", qPrintable(title));
         for (int c = 0; c < ContenderCount; ++c)
@@ -748,11 +803,11 @@ Item {
         auto startup = [&](const QString& host) {
             return startups[QStringLiteral("%1/%2").arg(on, host)];
         };
-        std::printf("| program start to its window, %s | %s linked, %s with its interface made | | %s not linked | | |\n",
+        std::printf("| program start to its window, %s | %s linked, %s with its interface made | | | %s not linked | | |\n",
             platform.name, qPrintable(cell(median(startup(QStringLiteral("linked")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("interface")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("plain")).ms), "%.1f ms")));
-        std::printf("| shared objects loaded, %s | %.0f linked | | %.0f not linked | | |\n", platform.name,
+        std::printf("| shared objects loaded, %s | %.0f linked | | | %.0f not linked | | |\n", platform.name,
             startup(QStringLiteral("linked")).objects, startup(QStringLiteral("plain")).objects);
     }
     int failures = 0;
@@ -764,22 +819,27 @@ Item {
     for (const Platform& platform : platforms) {
         const Figures& vantles = figures[key(platform.name, VantlesGL)];
         const Figures& software = figures[key(platform.name, VantlesSoftware)];
+        const Figures& core = figures[key(platform.name, VantlesCore)];
         const Figures& tooltip = figures[key(platform.name, ToolTip)];
         const Figures& label = figures[key(platform.name, Label)];
         const Figures& quick = figures[key(platform.name, QuickControls)];
         const Startup& linked = startups[QStringLiteral("%1/linked").arg(QLatin1String(platform.name))];
         const Startup& plain = startups[QStringLiteral("%1/plain").arg(QLatin1String(platform.name))];
-        std::printf("%s: first show %.1fx QToolTip's (software renderer %.1fx; goal 2x); warm show %.1fx the QLabel "
-                    "tooltip's (software %.1fx; goal 2x); memory %+.1f MiB (software %+.1f MiB) against Qt Quick "
-                    "Controls' %+.1f MiB; start-up linked %+.1f ms against the plain host (goal 10 ms)\n",
+        std::printf("%s: first show %.1fx QToolTip's (software renderer %.1fx, linking libVantles alone %.1fx; goal "
+                    "2x); warm show %.1fx the QLabel tooltip's (software %.1fx, libVantles alone %.1fx; goal 2x); "
+                    "memory %+.1f MiB (software %+.1f MiB, libVantles alone %+.1f MiB) against Qt Quick Controls' "
+                    "%+.1f MiB; start-up linked %+.1f ms against the plain host (goal 10 ms)\n",
             platform.name, median(vantles.frame) / median(tooltip.frame), median(software.frame) / median(tooltip.frame),
-            vantles.warmFrame / label.warmFrame, software.warmFrame / label.warmFrame, median(vantles.rss),
-            median(software.rss), median(quick.rss), median(linked.ms) - median(plain.ms));
+            median(core.frame) / median(tooltip.frame), vantles.warmFrame / label.warmFrame,
+            software.warmFrame / label.warmFrame, core.warmFrame / label.warmFrame, median(vantles.rss),
+            median(software.rss), median(core.rss), median(quick.rss), median(linked.ms) - median(plain.ms));
     }
     std::printf("load average at the end %s%s\n", qPrintable(loadAverage()),
         failures ? qPrintable(QStringLiteral("; %1 runs failed and are left out").arg(failures)) : "");
     return 0;
 }
+
+#endif // VANTLES_BENCH_CORE_ONLY
 
 } // namespace
 
@@ -787,5 +847,11 @@ int main(int argc, char** argv)
 {
     if (argc >= 5 && qstrcmp(argv[1], "--child") == 0)
         return childMain(argc, argv);
+#ifdef VANTLES_BENCH_CORE_ONLY
+    return 2;
+#else
     return parentMain(argc, argv);
+#endif
 }
+
+#include "bench_first_hover.moc"
