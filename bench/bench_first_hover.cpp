@@ -337,11 +337,14 @@ public:
         const bool quick = widget->inherits("QQuickWidget");
         if (quick && !m_hooked.contains(widget)) {
             // Before the widget's own handler, which may render in it: the
-            // Qt Quick window it renders with, made with it.
-            m_hooked.insert(widget);
+            // Qt Quick window it renders with, which its constructor makes
+            // after the widget may have had its first events.
             const QWindowList windows = QGuiApplication::allWindows();
             for (QWindow* window : windows) {
-                if (window->inherits("QQuickWindow") && !m_hooked.contains(window)) {
+                if (!window->inherits("QQuickWindow"))
+                    continue;
+                m_hooked.insert(widget);
+                if (!m_hooked.contains(window)) {
                     m_hooked.insert(window);
                     connect(window, SIGNAL(afterRendering()), this, SLOT(noteRendered()), Qt::DirectConnection);
                 }
