@@ -694,7 +694,8 @@ Item {
     for (const Platform& platform : platforms) {
         // One run of each first, untimed, fills the disk caches.
         for (int c = 0; c < ContenderCount; ++c)
-            run(program(c), { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
+            run(program(c),
+                { QStringLiteral("--child"), QStringLiteral("first"), QLatin1String(contenderNames[c]), data },
                 platform.environment);
         for (int r = 0; r < runs; ++r) {
             for (int c = 0; c < ContenderCount; ++c) {
@@ -806,7 +807,8 @@ Item {
         auto startup = [&](const QString& host) {
             return startups[QStringLiteral("%1/%2").arg(on, host)];
         };
-        std::printf("| program start to its window, %s | %s linked, %s with its interface made | | | %s not linked | | |\n",
+        std::printf("| program start to its window, %s | %s linked, %s with its interface made | | | %s not linked "
+                    "| | |\n",
             platform.name, qPrintable(cell(median(startup(QStringLiteral("linked")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("interface")).ms), "%.1f ms")),
             qPrintable(cell(median(startup(QStringLiteral("plain")).ms), "%.1f ms")));
