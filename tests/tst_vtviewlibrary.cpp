@@ -318,7 +318,8 @@ void TestVTViewLibrary::rendererPickedForTheMachine_data()
     QTest::addColumn<bool>("showFirst");
     QTest::addColumn<QString>("renderer");
 
-    // Under Xvfb, OpenGL is Mesa's llvmpipe: a rasterizer on the CPU.
+    // Under Xvfb and weston, OpenGL is Mesa's llvmpipe: a rasterizer on the
+    // CPU.
     QTest::newRow("left to the library") << QStringLiteral("unset") << false << false << QStringLiteral("software");
     QTest::newRow("left to the library, shown before any preparation")
         << QStringLiteral("unset") << false << true << QStringLiteral("software");
@@ -338,13 +339,14 @@ void TestVTViewLibrary::rendererPickedForTheMachine()
     QFETCH(bool, hostQuick);
     QFETCH(bool, showFirst);
     QFETCH(QString, renderer);
-    if (QGuiApplication::platformName() != QLatin1String("xcb"))
-        QSKIP("Needs OpenGL on X11 (run by the test entry under Xvfb)");
+    const QString platform = QGuiApplication::platformName();
+    if (platform != QLatin1String("xcb") && platform != QLatin1String("wayland"))
+        QSKIP("Needs OpenGL on X11 or Wayland (run by the test entries under Xvfb and weston)");
 
     QProcess child;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("QT_QUICK_BACKEND"));
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), platform);
     environment.insert(QStringLiteral("VT_CHILD_RENDERER"), setting);
     if (hostQuick)
         environment.insert(QStringLiteral("VT_CHILD_HOST_QUICK"), QStringLiteral("1"));
