@@ -549,11 +549,19 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
         [&] {
             const unsigned long long position = controller->position();
             const VTVideoFrame frame = controller->currentFrame();
+            // A seek from the test between the two reads pairs the frame with
+            // another position; the seek's own display follows.
+            if (controller->position() != position)
+                return;
             const double difference = meanChannelDifference(frame, whole.source.getFrame(position));
             std::lock_guard<std::mutex> lock(mutex);
-            shown.append(position);
             if (difference > 0.5 || frame.timestamp != position / 100.0)
-                wrong.append(QString::number(position));
+                wrong.append(QStringLiteral("%1: %2 at %3 s, after %4")
+                                 .arg(position)
+                                 .arg(difference)
+                                 .arg(frame.timestamp)
+                                 .arg(shown.isEmpty() ? QStringLiteral("none") : QString::number(shown.last())));
+            shown.append(position);
         },
         Qt::DirectConnection);
     auto shownCount = [&] {
@@ -573,8 +581,10 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
     controller->play();
     QTRY_VERIFY_WITH_TIMEOUT(controller->position() >= 40, 5000);
     controller->pause();
-    // A frame already on its way when the pause came is still shown: the
-    // count must stand still (between two polls, 50 ms apart) before a seek.
+    // A frame already on its way when the pause came is still shown, and
+    // while paused the frame up is shown again as the decoder catches up:
+    // the count must stand still (between two polls, 50 ms apart) before a
+    // seek.
     int settled = -1;
     const auto standsStill = [&] {
         const int count = shownCount();
@@ -582,8 +592,9 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
         settled = count;
         return still;
     };
-    QTRY_VERIFY_WITH_TIMEOUT(standsStill(), 5000);
     for (unsigned long long target : { 100ULL, 3ULL }) {
+        settled = -1;
+        QTRY_VERIFY_WITH_TIMEOUT(standsStill(), 5000);
         const int before = shownCount();
         controller->setPosition(target);
         QTRY_VERIFY_WITH_TIMEOUT(shownCount() > before, 5000);
@@ -591,7 +602,7 @@ void TestVTVideo::longClipLoopsAndScrubsWithinItsBudget()
         QCOMPARE(shown.last(), target);
     }
     std::lock_guard<std::mutex> lock(mutex);
-    QCOMPARE(wrong, QStringList());
+    QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join(QLatin1String("; "))));
 }
 
 void TestVTVideo::framesKeepToTheSizeShownAndTheBudget_data()
