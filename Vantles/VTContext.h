@@ -106,8 +106,9 @@ enum VTContextKey : int {
     /// yet: set it in hosts without Qt Quick of their own. Unset, the library
     /// picks the software renderer when OpenGL turns out to be a rasterizer
     /// on the CPU (such as Mesa's llvmpipe, in virtual machines and remote
-    /// sessions), unless the host uses Qt Quick itself (has loaded it before
-    /// the first vantle's window)
+    /// sessions), unless the host uses Qt Quick itself (had loaded it when
+    /// the library opened its view library: once the host's first window
+    /// appeared, or at the first show)
     VTContextSoftwareRenderer = 52,
     /// int, 0: milliseconds to wait, once the application is idle after its
     /// first window has appeared, before the work of VTContextPrepareAhead
